@@ -1,0 +1,21 @@
+// Everything Kmath offers, in one include.
+#pragma once
+
+#include <math/types.h>
+
+#include <math/line.h>
+#include <math/matrix3d.h>
+#include <math/ptstat.h>
+
+#include <math/circle.h>
+#include <math/moments.h>
+#include <math/sample.h>
+
+#include <math/affine.h>
+#include <math/reftrans.h>
+
+#include <math/curveinfo.h>
+#include <math/polyapprox.h>
+#include <math/smoothing.h>
+
+#include <math/polygon.h>

@@ -1,0 +1,88 @@
+// The small numerical kit: an accumulator of first and second moments of a
+// point set with the line fits built on it, a locally weighted line fit
+// along a polyline, small solvers, a regression, a median, k-subsets and the
+// convex hull.
+//
+// EPS is 1e-12; FLT_EPS is the single-precision epsilon. No function throws.
+#pragma once
+
+#include <math/line.h>
+#include <math/types.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace Math {
+
+// Raw sums of x, y, x^2, xy, y^2 and the count: adding, removing and merging
+// are exact inverses up to rounding, constant-time and allocation-free.
+class KMATH_API CPtStat {
+ public:
+  CPtStat() = default;
+  // Adds the n points; n <= 0 or a null pointer adds nothing.
+  CPtStat(CPointD const* pts, int n);
+
+  unsigned int GetCount() const { return m_count; }
+  void AddPoint(CPointD const& p);
+  // The mirror of AddPoint; removing a point never added is not checked.
+  void DelPoint(CPointD const& p);
+  // n <= 0 or a null pointer adds nothing.
+  void AddPoints(CPointD const* pts, int n);
+  CPtStat& operator+=(CPtStat const& o);
+
+  // The centroid; the all-ones NaN point for count 0.
+  CPointD AvgPoint() const;
+  // Total-least-squares line through the centroid, (a, b) unit. False (f
+  // untouched) when count < 2 or the spread has no main direction.
+  bool InitLine(CLinForm& f) const;
+  // Least-squares regression line forced through p; always true, all-zero
+  // form when every point equals p.
+  bool InitLine(CLinForm& f, CPointD const& p) const;
+  // Root-mean-square of a*x + b*y + c over the points; 0 for no points or a
+  // non-positive sum of squares.
+  double MSError(double a, double b, double c) const;
+  // MSError of the InitLine(f) form; 0 when that fit fails.
+  double MSError() const;
+
+ private:
+  double m_sx = 0.0;
+  double m_sy = 0.0;
+  double m_sxx = 0.0;
+  double m_sxy = 0.0;
+  double m_syy = 0.0;
+  std::uint32_t m_count = 0;
+};
+
+// Largest |l.Value(p)| over the points; 0 for n = 0.
+KMATH_API double MaxDeviation(CLine const& l, CPointD const* pts, unsigned int n);
+// Line fit along a polyline in which each vertex weighs by how close its
+// relative arc position is to pos: exp(-sharpness*u^2), or
+// exp(-sharpness*|u|) when laplace (the first vertex then uses
+// exp(-sharpness*pos), sign kept). Trapezoid integration over the segments.
+// False (f untouched) for a polyline shorter than EPS or no main direction.
+KMATH_API bool LIRLine(CLinForm& f, CPointD const* pts, unsigned int n, double pos, double sharpness,
+                       bool laplace);
+// Solves the 2x2 system m*x = r (m row by row); false (x untouched) when
+// |det| <= EPS.
+KMATH_API bool SolveKramer(double const* m, double* x, double const* r);
+// Number of roots of a*x^2 + b*x + c = 0 strictly inside (lo, hi), 0 to 2.
+// Roots closer than FLT_EPS count once; the surviving root is in x1, and x2
+// repeats it when only one survives. |a| <= FLT_EPS solves the linear case.
+KMATH_API int SolveQuadratic(double a, double b, double c, double& x1, double& x2, double lo, double hi);
+// Least-squares y = k*x + b; returns k. Points on one vertical, or none,
+// give non-finite values.
+KMATH_API double Regression(std::vector<CPointD> const& pts, double& k, double& b);
+// Median of the n values (mean of the middle two for even n); the input is
+// not modified. The all-ones NaN for n = 0.
+KMATH_API double CalcMedian(double const* v, unsigned int n);
+// Steps comb to the next k-subset of 0..n-1 in lexicographic order; a comb
+// of the wrong size becomes the first subset. False at the last subset,
+// comb unchanged.
+KMATH_API bool NextCombination(unsigned int n, unsigned int k, std::vector<int>& comb);
+// Replaces pts by their convex hull (Graham scan): counter-clockwise (y up)
+// from the lowest point (ties within EPS: the smallest x, earlier wins) and
+// closed by repeating it; collinear points and duplicates are dropped. Three
+// points or fewer are left exactly as they are.
+KMATH_API void ConvexHull(std::vector<CPointD>& pts);
+
+}  // namespace Math
