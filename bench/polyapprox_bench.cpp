@@ -1,0 +1,149 @@
+// Polyline approximation on traced outlines: the real pixel-boundary and
+// centre-line files, and a synthetic traced curve of up to 10^6 vertices to
+// show the n log n growth. GEOS's Douglas-Peucker simplification and
+// OpenCV's approxPolyDP are the baselines on the same synthetic input.
+#include <math/polyapprox.h>
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "xy_reader.h"
+
+#ifdef KMATH_BENCH_HAVE_GEOS
+#include <geos_c.h>
+#endif
+#ifdef KMATH_BENCH_HAVE_OPENCV
+#include <opencv2/imgproc.hpp>
+#endif
+
+namespace {
+
+// A digitised wandering curve: the heading drifts randomly, the pen moves
+// 0.8 pixel per step and every new pixel centre is a vertex, so consecutive
+// vertices are 8-neighbours, as in a traced boundary chain.
+std::vector<CPointD> TracedWalk(std::size_t n) {
+  std::mt19937 rng(4242);
+  std::normal_distribution<double> turn(0.0, 0.08);
+  std::uniform_real_distribution<double> u(0.0, 1.0);
+  std::vector<CPointD> pts;
+  pts.reserve(n);
+  double x = 0, y = 0, heading = 0;
+  pts.push_back({0, 0});
+  while (pts.size() < n) {
+    heading += turn(rng);
+    if (u(rng) < 0.002) heading += (u(rng) < 0.5 ? 1.0 : -1.0) * 1.5;  // the odd corner
+    x += 0.8 * std::cos(heading);
+    y += 0.8 * std::sin(heading);
+    CPointD const px{std::round(x), std::round(y)};
+    if (px.x != pts.back().x || px.y != pts.back().y) pts.push_back(px);
+  }
+  return pts;
+}
+
+constexpr double kNoLimit = std::numeric_limits<double>::max();
+
+void BM_GetInflections_TracedWalk(benchmark::State& state) {
+  auto const n = static_cast<std::size_t>(state.range(0));
+  double const limit = state.range(1) > 0 ? static_cast<double>(state.range(1)) : kNoLimit;
+  auto const pts = TracedWalk(n);
+  Math::CPolyApprox const approx(1.0, limit);
+  std::vector<int> idx;
+  for (auto _ : state) {
+    bool const changed = approx.GetInflections(pts.data(), static_cast<unsigned>(n), idx);
+    benchmark::DoNotOptimize(changed);
+    benchmark::DoNotOptimize(idx.data());
+  }
+  state.counters["kept"] = static_cast<double>(idx.size());
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+  state.SetComplexityN(static_cast<int64_t>(n));
+}
+BENCHMARK(BM_GetInflections_TracedWalk)
+    ->ArgsProduct({{1000, 10000, 100000, 1000000}, {0}})
+    ->Complexity(benchmark::oNLogN)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_GetInflections_TracedWalk)->ArgsProduct({{1000, 100000, 1000000}, {20}})->Unit(benchmark::kMicrosecond);
+
+// Whole files of real traced outlines, every block approximated in place
+// (the copy of the input is part of the timed work, as for a caller who
+// keeps the original).
+void BM_PolyApprox_RealData(benchmark::State& state, char const* file, double tol) {
+  auto const polys = kmath_test::LoadPolylines(file);
+  std::size_t total = 0, kept = 0;
+  for (auto const& p : polys) total += p.size();
+  for (auto _ : state) {
+    kept = 0;
+    for (auto const& p : polys) {
+      std::vector<CPointD> q = p;
+      Math::PolyApprox(q, tol, kNoLimit);
+      kept += q.size();
+      benchmark::DoNotOptimize(q.data());
+    }
+  }
+  state.counters["vertices"] = static_cast<double>(total);
+  state.counters["kept"] = static_cast<double>(kept);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(total));
+}
+BENCHMARK_CAPTURE(BM_PolyApprox_RealData, horse_crack, "horse_crack.xy", 1.0)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_PolyApprox_RealData, coins_chain, "coins_chain.xy", 1.0)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_PolyApprox_RealData, ccitt2_centerlines, "ccitt2_centerlines.xy", 1.0)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_PolyApprox_RealData, soho_buildings_crack, "soho_buildings_crack.xy", 1.0)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_PolyApprox_RealData, ccitt1_crack, "ccitt1_crack.xy", 1.0)->Unit(benchmark::kMicrosecond);
+
+#ifdef KMATH_BENCH_HAVE_GEOS
+void BM_GeosSimplify_TracedWalk(benchmark::State& state) {
+  auto const n = static_cast<std::size_t>(state.range(0));
+  auto const pts = TracedWalk(n);
+  GEOSContextHandle_t ctx = GEOS_init_r();
+  GEOSCoordSequence* seq = GEOSCoordSeq_create_r(ctx, static_cast<unsigned>(n), 2);
+  for (std::size_t i = 0; i < n; ++i) GEOSCoordSeq_setXY_r(ctx, seq, static_cast<unsigned>(i), pts[i].x, pts[i].y);
+  GEOSGeometry* line = GEOSGeom_createLineString_r(ctx, seq);
+  int kept = 0;
+  for (auto _ : state) {
+    GEOSGeometry* s = GEOSSimplify_r(ctx, line, 1.0);
+    kept = GEOSGeomGetNumPoints_r(ctx, s);
+    benchmark::DoNotOptimize(kept);
+    GEOSGeom_destroy_r(ctx, s);
+  }
+  state.counters["kept"] = kept;
+  GEOSGeom_destroy_r(ctx, line);
+  GEOS_finish_r(ctx);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+  state.SetComplexityN(static_cast<int64_t>(n));
+}
+BENCHMARK(BM_GeosSimplify_TracedWalk)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Complexity(benchmark::oNLogN)
+    ->Unit(benchmark::kMicrosecond);
+#endif
+
+#ifdef KMATH_BENCH_HAVE_OPENCV
+void BM_OpenCVApproxPolyDP_TracedWalk(benchmark::State& state) {
+  auto const n = static_cast<std::size_t>(state.range(0));
+  auto const pts = TracedWalk(n);
+  std::vector<cv::Point2f> in;
+  for (auto const& p : pts) in.emplace_back(static_cast<float>(p.x), static_cast<float>(p.y));
+  std::vector<cv::Point2f> out;
+  for (auto _ : state) {
+    cv::approxPolyDP(in, out, 1.0, false);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.counters["kept"] = static_cast<double>(out.size());
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+  state.SetComplexityN(static_cast<int64_t>(n));
+}
+BENCHMARK(BM_OpenCVApproxPolyDP_TracedWalk)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Complexity(benchmark::oNLogN)
+    ->Unit(benchmark::kMicrosecond);
+#endif
+
+}  // namespace
