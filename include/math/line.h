@@ -34,9 +34,11 @@ class KMATH_API CLine {
   CLine(CPointD const& p, double angle);
   // Through p1 and p2 with normal (d.y, -d.x)/|d|, d = p2 - p1: Vector()
   // points from p2 back to p1 and Value() is positive right of the travel
-  // p1 -> p2 (y up). Throws CBadOp when |d| < EPS.
+  // p1 -> p2 (y up). Throws CBadOp when |d| < EPS; a NaN coordinate gives
+  // a NaN line (not Valid) without throwing.
   CLine(CPointD const& p1, CPointD const& p2);
-  // a*x + b*y + c = 0 normalised; throws CBadOp when hypot(a, b) < EPS.
+  // a*x + b*y + c = 0 normalised; throws CBadOp when hypot(a, b) < EPS (a
+  // NaN form gives a NaN line, not Valid).
   explicit CLine(CLinForm const& f);
   // Total-least-squares line of the points (MakeLine of their CPtStat); the
   // all-zero line when that fit fails (fewer than two points, no main
@@ -92,18 +94,21 @@ KMATH_API CLine MakeLine(CPointD const* pts, unsigned int n, double angle);
 KMATH_API CLine MakeLine(CPointD const* pts, unsigned int n, double pos, double sharpness, bool laplace);
 
 // Intersection of two lines; false (out untouched) when the determinant of
-// their normals is below EPS.
+// their normals is below EPS, is a NaN, or the crossing is not finite.
 KMATH_API bool LineToLine(CLine const& l1, CLine const& l2, CPointD& out);
 // The two points where l meets the border of r, written to out[0], out[1];
-// true exactly when two were found. Left and right sides are tried first,
-// then top and bottom; a corner may be found twice and is then returned
+// true exactly when two were found (out is written only then; a null out
+// gives false). Left and right sides are tried first (when |sinP| >= EPS),
+// then top and bottom (when |cosP| >= EPS); a side is hit when the crossing
+// lies on it within EPS. A corner may be found twice and is then returned
 // twice.
 KMATH_API bool LineToRect(CLine const& l, CRectD const& r, CPointD* out);
 
 // Projection of a point onto an edge's line. `t` is the unclamped parameter
-// of the foot, `dist` the signed distance (positive left of p0 -> p1, y up).
-// For an edge shorter than EPS, dist is the unsigned distance to p0 and t the
-// all-ones NaN, which every tolerant range test lets through.
+// of the foot, `dist` the signed distance: positive right of p0 -> p1 (y
+// up), the sign of CLine(p0, p1).Value. For an edge shorter than EPS, dist
+// is the unsigned distance to p0 and t the all-ones NaN, which the tolerant
+// range tests of the collinear crossing and of EdgeToCircle let through.
 class KMATH_API CPtToEdge {
  public:
   CPtToEdge(CEdge const& e, CPointD const& p);
@@ -121,7 +126,8 @@ class KMATH_API CLineToEdge {
 
   // The crossing point and its parameter on the edge. An end within EPS of
   // the line wins (p0 first, even when the whole edge lies on the line);
-  // otherwise the ends must lie strictly on opposite sides.
+  // otherwise the ends must lie strictly on opposite sides, the edge be at
+  // least EPS long and the lines cross (LineToLine).
   boost::optional<std::pair<CPointD, double>> CrossData() const;
 
  private:
@@ -137,13 +143,16 @@ class KMATH_API CEdgeToEdge {
   CEdgeToEdge(CEdge const& e1, CEdge const& e2) : m_e1(e1), m_e2(e2) {}
 
   // The closed edges touch or cross (bounding boxes with EPS slack, then the
-  // side tests on products of cross products, absolute EPS).
+  // side tests on products of cross products, absolute EPS). False when a
+  // coordinate is NaN.
   bool HasCross() const;
   // (parameter on e1, parameter on e2), unclamped. Non-parallel edges
   // (|den| >= single-precision epsilon): the line crossing, kept in bounded
-  // mode only when both lie in [0, 1] within EPS. Parallel apart: nothing.
-  // Collinear: one shared point, the first of Q0, Q1, P0, P1 that lies on
-  // the other edge (unbounded mode takes the first without testing).
+  // mode only when both lie in [0, 1] within EPS. Parallel apart, or a NaN
+  // coordinate: nothing. Collinear: one shared point, the first of Q0, Q1,
+  // P0, P1 whose parameter on the other edge is not outside [0, 1] beyond
+  // EPS (so the NaN parameter on a zero-length edge passes); unbounded mode
+  // takes Q0 without testing.
   CParams CrossData(bool bounded) const;
   // The point of the bounded crossing.
   boost::optional<CPointD> CrossPoint() const;
@@ -151,7 +160,10 @@ class KMATH_API CEdgeToEdge {
   static bool IsEndCross(CParams const& cross);
   // MinAngle() <= tol within EPS.
   bool IsParallel(double tol) const;
-  // The acute angle between the two edges' lines, in [0, pi/2].
+  // The acute angle between the two edges' lines, in [0, pi/2] (direction
+  // components below EPS count as zero); a difference within EPS of pi/2 is
+  // returned as it is, so it may exceed pi/2 by less than EPS. The all-ones
+  // NaN when a coordinate is NaN.
   double MinAngle() const;
   // Mean distance of two roughly parallel edges: the area of the
   // quadrilateral they span over their mean length. Not finite for two
@@ -165,15 +177,18 @@ class KMATH_API CEdgeToEdge {
 
 // Parameters where e meets the circle (c, r), larger first, written to t
 // (room for two); returns their count. Unbounded: 2 whenever the line meets
-// the circle (equal for a tangent), else 0. Bounded: only those in [0, 1]
-// within EPS, packed to the front.
+// the circle (equal for a tangent), else 0. Bounded: only those not outside
+// [0, 1] beyond EPS, packed to the front. 0 for a NaN input or a null t. A
+// zero-length edge is not guarded: when its point is within r of c it gives
+// NaN parameters, which the bounded test lets through.
 KMATH_API int EdgeToCircle(CEdge const& e, CPointD const& c, double r, double* t, bool unbounded);
-// Clips e to the disc, keeping its direction; false (e unchanged) when less
-// than EPS of parameter is left.
+// Clips e to the disc, keeping its direction; an edge wholly inside is left
+// bit for bit. False (e unchanged) when less than EPS of parameter is left,
+// for a zero-length edge and for NaN input.
 KMATH_API bool ClipEdge(CEdge& e, CPointD const& c, double r);
 // Clips e to the rectangle, keeping its direction; false (e unchanged) when
-// less than EPS of parameter is left. Throws CLine::CBadOp for an edge
-// shorter than EPS.
+// the edge's line misses r or less than EPS of parameter is left. Throws
+// CLine::CBadOp for an edge shorter than EPS.
 KMATH_API bool ClipEdge(CEdge& e, CRectD const& r);
 
 // Bisector of the angle a-b-c as an edge from b, as long as the longer arm.
