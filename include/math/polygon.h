@@ -57,7 +57,220 @@ class mpoly_base : public std::vector<poly_base<T>> {
 // ---- polyline model: positions along a CPointD polyline ----------------
 // (owned by the polyline family; declarations below this line and above the
 // polygon section)
+//
+// A valid hit on a polyline of n points has 0 <= index <= n - 1 and a finite
+// param in [0, 1] within 1e-12; index n - 1 (the last vertex) only with
+// |param| < 1e-12. The operations below normalise what they return: param
+// in [0, 1), a param within 1e-12 of 1 becomes (index + 1, 0) and one within
+// 1e-12 of 0 becomes exactly 0, so the end of the polyline is (n - 1, 0).
+
+// True when `hit` is a valid position on `poly` (see above).
+KMATH_API bool IsValidHit(std::vector<CPointD> const& poly, poly_hit hit);
+
+// The point at `hit`: the vertex itself when |param| < 1e-12, otherwise
+// vertex[index] + (vertex[index + 1] - vertex[index]) * param, param clamped
+// to [0, 1]. The all-ones NaN point for an invalid hit.
+KMATH_API CPointD PointAt(std::vector<CPointD> const& poly, poly_hit hit);
+
+// Moves `hit` along the polyline by the arc length `dist`: forward when
+// positive, backward when negative. Zero-length segments are passed over. On
+// an open polyline (or with bWrap false) the move stops at the first or last
+// vertex; with bWrap set and a closed polyline (first and last points closer
+// than 1e-12, total length at least 1e-12) it runs on through the closing
+// point, any number of times round. Returns the signed arc length actually
+// travelled (less than |dist| in magnitude only when stopped at an end) and
+// leaves `hit` normalised. An invalid hit or a NaN dist: returns the all-ones
+// NaN and leaves `hit` unchanged. An infinite dist runs to the end (no wrap).
+// Cost: linear in the number of segments passed.
+KMATH_API double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, bool bWrap = false);
+
+// The sub-polyline from `from` to `to` in the order of travel: the point at
+// `from`, every vertex strictly between the two positions, the point at
+// `to`. When `to` lies before `from` the walk runs backward (vertices in
+// descending order). Two positions within 1e-12 of each other (same index)
+// give the single point. On success `out` is replaced and the result is
+// true; an invalid hit gives false with `out` untouched.
+KMATH_API bool CutBetween(std::vector<CPointD> const& poly, poly_hit from, poly_hit to, std::vector<CPointD>& out);
 
 // ---- polygon model -------------------------------------------------------
+
+}  // namespace Math
+
+// A polygon with holes: closed CPointD contours under the even-odd rule. No
+// contour is marked outer or hole; a contour's role follows from containment.
+// After IncludeHoles every contour is an outer ring with negative signed area
+// (clockwise, y up) into which its holes (positive area) are spliced.
+class KMATH_API CStdPlgn : public Math::mpoly_base<CPointD> {
+  using Base = Math::mpoly_base<CPointD>;
+
+ public:
+  using Base::Base;
+  CStdPlgn() = default;
+  CStdPlgn(Base const& contours) : Base(contours) {}
+  CStdPlgn(Base&& contours) : Base(std::move(contours)) {}
+
+  // Even-odd crossing test of p against one ring, walking only the pairs
+  // ring[i], ring[i+1]: an unclosed ring lacks its closing edge. A pair
+  // counts when p.y lies in its y range half-open (lower end in, upper end
+  // out), so horizontal edges never count and a vertex at p.y counts for the
+  // edge that leaves it upward; a counting pair flips the result when its
+  // crossing x, (a.x - b.x) * (p.y - b.y) / (a.y - b.y) + b.x, is strictly
+  // greater than p.x. No tolerance: a point on the boundary goes either way.
+  // Fewer than two points give false; pairs with a NaN never flip, and a
+  // point with a NaN coordinate is never inside.
+  static bool PtInside(CPointD const& p, Math::poly_base<CPointD> const& ring);
+  // True when p lies inside an odd number of contours (holes exclude).
+  bool PtInside(CPointD const& p) const;
+
+  // Splices every hole into the outer contour that holds it, in place.
+  // Contours are taken by the left side of their bounding box (NaN
+  // coordinates ignored), ascending, ties in input order. A contour C is a
+  // hole of the most recently added outer ring O whose first-seen box holds
+  // C's box (non-strict) and whose current ring holds the midpoint of C's
+  // first segment (static PtInside); otherwise C becomes an outer ring.
+  // Holes are turned to positive signed area (area <= 0 within 1e-12 is
+  // reversed), outer rings to negative (area > 0 beyond 1e-12 is reversed).
+  // The area walks the stored pairs only (no closing edge). Splicing:
+  // the hole is rotated to start at its first leftmost vertex and closed on
+  // it; the bridge vertex is the outer vertex nearest to that start among
+  // those with x <= its x (or within FLT_EPSILON of it), starting from the
+  // outer ring's first vertex and replaced only by one nearer by at least
+  // FLT_EPSILON; the ring then runs O[k], hole..., O[k], O[k+1], ... and,
+  // when O[k] lies within 1e-12 of the hole's start, the hole's duplicate
+  // end points are left out. Bridges are not tested for crossings. An island
+  // inside a hole is not inside the spliced ring and so becomes an outer
+  // ring of its own. The result lists the outer rings by ascending box left.
+  // With fewer than two contours nothing changes (whatever the
+  // orientation). Degenerate input: a contour of fewer than two points has
+  // no first segment and is kept as an outer contour; an unclosed hole gets
+  // its last point overwritten by its new start (its last point is not a
+  // candidate for the start).
+  void IncludeHoles();
+};
+
+// Position of a point against the directed edge p0 -> p1, with the relative
+// tolerance 1e-8. Two points are near-equal when |p - q| / max(|p|, |q|)
+// < 1e-8 (or |p - q| < 1e-8 when both lengths are within FLT_EPSILON of
+// zero); two numbers likewise with their absolute values.
+class KMATH_API CClassifyPoint {
+ public:
+  enum PT_POSITION {
+    PT_LEFT = 0,     // (p1 - p0) x (p - p0) > 0: left of the direction, y up
+    PT_RIGHT = 1,    // the other side
+    PT_BEYOND = 2,   // on the edge's line past p1
+    PT_BEHIND = 3,   // on the edge's line before p0
+    PT_ON_EDGE = 4,  // near-equal to an end, or on the segment
+  };
+
+  explicit CClassifyPoint(Math::CEdge const& edge) : m_edge(edge) {}
+  CClassifyPoint& operator=(CClassifyPoint const&) = default;
+
+  // PT_ON_EDGE when p is near-equal to p0 or p1. Otherwise, with d = p1 - p0
+  // and v = p - p0, L = v.y * d.x and R = v.x * d.y: when L and R are not
+  // near-equal, PT_LEFT if R < L else PT_RIGHT. Collinear: PT_BEHIND when
+  // v.x * d.x < 0 or v.y * d.y < 0, PT_BEYOND when |d| < |v|, else
+  // PT_ON_EDGE. A zero-length edge reports every other point PT_BEYOND; a
+  // NaN coordinate gives PT_RIGHT.
+  PT_POSITION operator()(CPointD const& p) const;
+
+ private:
+  Math::CEdge m_edge;
+};
+
+namespace Math {
+
+// Replaces `polys` by their parts inside the closed rectangle (a point on a
+// side is inside), in input order. Each polyline is clipped by
+// Sutherland-Hodgman against left, top, right, bottom in turn; a cut point
+// lies exactly on its side, its other coordinate interpolated and kept
+// between the segment's ends.
+// - keepClosed and a closed polyline (more than one point, first and last
+//   closer than 1e-12): the result is one closed ring, running along the
+//   rectangle's sides where the input ring leaves it (the polygon clip).
+//   It may be degenerate (zero area) when the ring only grazes the
+//   rectangle; a ring that meets it in one point or not at all is removed.
+// - Otherwise the clipped path is cut wherever clipping joined an exit to
+//   the next entry, so a piece never runs along a side unless the input
+//   did; pieces are the input's stretches inside, in order, each of at
+//   least two points (a polyline that only touches the rectangle, or has a
+//   single point, yields nothing). An input segment lying on a side is kept.
+// Clipping adds no consecutive repeated points (an exit and re-entry at the
+// very same point is not a cut); repeated input points inside are kept.
+// CPoint3D: z of a cut point is interpolated linearly along the segment.
+// tagPOINT: clipped in double precision, then each cut point is rounded
+// once to the nearest integer point (half away from zero) and clamped into
+// the rectangle's integer range, so a fractional side moves it inward; a cut
+// that rounds onto the point before it is dropped. A rectangle holding no
+// integer point column or row gives an empty result.
+// Bad input: a point with a NaN or infinite x or y lies in no rectangle and
+// no segment touching it is cut (an open polyline breaks there; a kept ring
+// leaves the point out); a rectangle with left > right, top > bottom or a
+// NaN side holds nothing, so the result is empty. Linear in the number of
+// points; the argument is replaced only at the end.
+KMATH_API void ClipPolyByRect(mpoly_base<CPointD>& polys, CRectD const& rect, bool keepClosed);
+KMATH_API void ClipPolyByRect(mpoly_base<CPoint3D>& polys, CRectD const& rect, bool keepClosed);
+KMATH_API void ClipPolyByRect(mpoly_base<tagPOINT>& polys, CRectD const& rect, bool keepClosed);
+
+// Splits polylines by one polygon into the pieces inside and the pieces
+// outside. Keeps a reference to the polygon: it must outlive the splitter
+// and must not change while the splitter is used. Not copyable (it owns its
+// segment indexes); movable, and a moved-from splitter outputs nothing.
+//
+// Points are classified with the absolute tolerance FLT_EPSILON: on the
+// boundary (0) when closer than that to any segment of any contour,
+// otherwise inside (1) when inside an odd number of contours (the static
+// CStdPlgn::PtInside rule), else outside (-1). A point with a NaN or
+// infinite coordinate classifies 0 like a boundary point (skipped when
+// finding the side, sent where boundary pieces go), and segments of the
+// polygon with such a coordinate are ignored.
+//
+// Cost: construction sorts the segments, O(n log n) for n segments. A call
+// with a polyline of m segments costs O(m log m + (k + 1) log n + K +
+// c (log n + h)): k polygon segments span the polyline's leftmost x, K pairs
+// of polyline and polygon segments overlap in x (a sweep finds them; close
+// to the crossings for real outlines with short segments), c pieces are
+// classified and h polygon segments span a piece's middle y. Never m * n
+// unless the x ranges really all overlap.
+class KMATH_API CSplitPoly1 {
+ public:
+  // `closed`: the polylines given to operator() are closed rings, so the
+  // last piece of a result joins its first one through the ring's start.
+  CSplitPoly1(CStdPlgn const& plgn, bool closed);
+  ~CSplitPoly1();
+  CSplitPoly1(CSplitPoly1 const&) = delete;
+  CSplitPoly1& operator=(CSplitPoly1 const&) = delete;
+  CSplitPoly1(CSplitPoly1&&) noexcept;
+  CSplitPoly1& operator=(CSplitPoly1&&) noexcept;
+
+  // Appends the pieces of `poly` inside the polygon to `inside` and those
+  // outside to `outside`; what they held is kept and not joined with.
+  // - The polyline's side is the class of its first vertex off the boundary,
+  //   else of its first segment midpoint off the boundary, else 0: then
+  //   nothing is output (a polyline lying on the boundary).
+  // - The cut positions are every point where the polyline meets the
+  //   boundary within FLT_EPSILON: proper crossings, touches (a vertex of
+  //   either on the other's segment) and both ends of a stretch running along
+  //   a polygon edge. None: the whole polyline goes to its side's result.
+  // - Otherwise each piece between consecutive positions goes where the
+  //   midpoint of its middle segment (the mean of its points (m-1)/2 and m/2
+  //   for m points) classifies; a piece on the boundary (along an edge) goes
+  //   to `inside` when boundaryInside is set (the polygon as a closed set,
+  //   like a GIS intersection), else to `outside`. No piece is dropped, so
+  //   the inside and outside lengths add up to the polyline's.
+  // - Pieces of one result that meet end to start (closer than 1e-12) are
+  //   joined; with the constructor's closed flag and more than one piece,
+  //   the last piece is put in front of the first when it ends at the
+  //   first's start (relative 1e-12).
+  // A cut point interpolates between the segment's ends (z too, for
+  // CPoint3D). Zero-length segments are fine; NaN vertices never crash.
+  void operator()(poly_base<CPointD> const& poly, mpoly_base<CPointD>& inside, mpoly_base<CPointD>& outside,
+                  bool boundaryInside) const;
+  void operator()(poly_base<CPoint3D> const& poly, mpoly_base<CPoint3D>& inside, mpoly_base<CPoint3D>& outside,
+                  bool boundaryInside) const;
+
+ private:
+  struct CState;
+  std::unique_ptr<CState> m_state;
+};
 
 }  // namespace Math
