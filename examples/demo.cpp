@@ -1,5 +1,6 @@
-// What the core finds on a traced outline: convex hull, least-squares line
-// and its error, median segment length. Usage: kmath_demo [file.xy ...]
+// What Kmath finds on a traced outline: convex hull, least-squares line and
+// its error, median segment length, the thinned outline and, for a closed
+// outline, the best-fitting circle. Usage: kmath_demo [file.xy ...]
 // (default: the bundled horse silhouette).
 #include <math/kmath.h>
 
@@ -7,6 +8,7 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -44,6 +46,19 @@ void Describe(std::string const& label, std::vector<CPointD> const& outline) {
   if (!lengths.empty())
     std::printf("  median segment length: %.4f\n",
                 Math::CalcMedian(lengths.data(), static_cast<unsigned>(lengths.size())));
+
+  // One pixel of deviation is what a traced raster step can carry.
+  std::vector<CPointD> thinned = outline;
+  Math::PolyApprox(thinned, 1.0, std::numeric_limits<double>::max());
+  std::printf("  thinned within 1 px: %zu vertices\n", thinned.size());
+
+  Math::CCircleReduce::CResult const circle = Math::CCircleReduce(Math::poly_base<CPointD>(outline));
+  if (circle.bValid) {
+    CPointD const c = circle.ptCenter;
+    double const r = circle.dRadius;
+    double const dev = circle.dDeviation;
+    std::printf("  fitted circle: centre (%.2f, %.2f), radius %.2f, rms deviation %.3f\n", c.x, c.y, r, dev);
+  }
 }
 
 }  // namespace
