@@ -10,6 +10,8 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
+
 namespace {
 
 // A closed, noisy, unevenly sampled circle of radius 500.
@@ -26,10 +28,7 @@ Math::poly_base<CPointD> NoisyCircle(std::size_t n) {
   return p;
 }
 
-void SetCounts(benchmark::State& state, std::size_t n) {
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
-}
+using kmath_bench::SetCounts;
 
 void BM_CircleReducePolyline(benchmark::State& state) {
   auto const poly = NoisyCircle(static_cast<std::size_t>(state.range(0)));

@@ -11,23 +11,14 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
+
 namespace {
 
-// A digitised wandering curve (8-connected pixel centres), lightly smoothed
-// as a tracing pipeline would before asking for directions.
+// A traced walk lightly smoothed, as a tracing pipeline would before asking
+// for directions.
 Math::poly_base<CPointD> SmoothedWalk(std::size_t n) {
-  std::mt19937 rng(4242);
-  std::normal_distribution<double> turn(0.0, 0.08);
-  Math::poly_base<CPointD> pts{{0, 0}};
-  pts.reserve(n);
-  double x = 0, y = 0, heading = 0;
-  while (pts.size() < n) {
-    heading += turn(rng);
-    x += 0.8 * std::cos(heading);
-    y += 0.8 * std::sin(heading);
-    CPointD const px{std::round(x), std::round(y)};
-    if (px.x != pts.back().x || px.y != pts.back().y) pts.push_back(px);
-  }
+  Math::poly_base<CPointD> pts(kmath_bench::TracedWalk(n));
   Math::GaussSmoothing(pts);
   Math::GaussSmoothing(pts);
   return pts;

@@ -10,6 +10,7 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
 #include "xy_reader.h"
 
 #ifdef KMATH_BENCH_HAVE_OPENCV
@@ -47,10 +48,7 @@ std::vector<std::uint8_t> EllipseMask(int side) {
   return m;
 }
 
-void SetCounts(benchmark::State& state, std::size_t n) {
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
-}
+using kmath_bench::SetCounts;
 
 void BM_PolygonMoments(benchmark::State& state) {
   auto const ring = NoisyRing(static_cast<std::size_t>(state.range(0)));

@@ -12,6 +12,7 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
 #include "xy_reader.h"
 
 #ifdef KMATH_BENCH_HAVE_GEOS
@@ -23,27 +24,8 @@
 
 namespace {
 
-// A digitised wandering curve: the heading drifts randomly, the pen moves
-// 0.8 pixel per step and every new pixel centre is a vertex, so consecutive
-// vertices are 8-neighbours, as in a traced boundary chain.
-std::vector<CPointD> TracedWalk(std::size_t n) {
-  std::mt19937 rng(4242);
-  std::normal_distribution<double> turn(0.0, 0.08);
-  std::uniform_real_distribution<double> u(0.0, 1.0);
-  std::vector<CPointD> pts;
-  pts.reserve(n);
-  double x = 0, y = 0, heading = 0;
-  pts.push_back({0, 0});
-  while (pts.size() < n) {
-    heading += turn(rng);
-    if (u(rng) < 0.002) heading += (u(rng) < 0.5 ? 1.0 : -1.0) * 1.5;  // the odd corner
-    x += 0.8 * std::cos(heading);
-    y += 0.8 * std::sin(heading);
-    CPointD const px{std::round(x), std::round(y)};
-    if (px.x != pts.back().x || px.y != pts.back().y) pts.push_back(px);
-  }
-  return pts;
-}
+// A traced walk with the odd corner, as in a line drawing.
+std::vector<CPointD> TracedWalk(std::size_t n) { return kmath_bench::TracedWalk(n, true); }
 
 constexpr double kNoLimit = std::numeric_limits<double>::max();
 

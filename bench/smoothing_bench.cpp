@@ -10,23 +10,14 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
+
 namespace {
 
-// A digitised wandering curve (8-connected pixel centres), closed into a ring
-// so the smoothing takes its wrap-around path too.
+// A traced walk closed into a ring, so the smoothing takes its wrap-around
+// path too.
 std::vector<CPointD> TracedRing(std::size_t n) {
-  std::mt19937 rng(4242);
-  std::normal_distribution<double> turn(0.0, 0.08);
-  std::vector<CPointD> pts{{0, 0}};
-  pts.reserve(n + 1);
-  double x = 0, y = 0, heading = 0;
-  while (pts.size() < n) {
-    heading += turn(rng);
-    x += 0.8 * std::cos(heading);
-    y += 0.8 * std::sin(heading);
-    CPointD const px{std::round(x), std::round(y)};
-    if (px.x != pts.back().x || px.y != pts.back().y) pts.push_back(px);
-  }
+  std::vector<CPointD> pts = kmath_bench::TracedWalk(n);
   pts.push_back(pts.front());
   return pts;
 }
