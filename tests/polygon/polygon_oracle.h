@@ -1,166 +1,135 @@
-// Independent truths for the polygon tests: winding numbers, distances to a
-// boundary, lengths, and the pixel masks the crack outlines were traced from.
-// Written from the textbook definitions, not from the library's code.
+// Independent truths for the polygon tests (winding numbers, distances to a
+// boundary, lengths, areas), written from the textbook definitions rather
+// than from the library's code; the real rings they are checked on; and a
+// short text form of polylines for the hand-worked cases.
 #pragma once
 
-#include <math/polygon.h>
+#include <math/kmath.h>
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <fstream>
-#include <stdexcept>
+#include <cstdio>
+#include <limits>
+#include <map>
+#include <random>
+#include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "xy_reader.h"
 
-namespace polygon_oracle {
+namespace kmath_test {
 
 using Ring = Math::poly_base<CPointD>;
+using MPoly = Math::mpoly_base<CPointD>;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-inline double Cross(CPointD const& a, CPointD const& b, CPointD const& p) {
-  return (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
+// "x y, x y | x y, x y": polylines split at '|', points at ','. "" holds no
+// polyline, " " one empty polyline; nan, inf and 1e308 are numbers.
+inline MPoly Polys(std::string const& text) {
+  MPoly out;
+  std::istringstream polys(text);
+  for (std::string poly; std::getline(polys, poly, '|');) {
+    out.emplace_back();
+    std::istringstream pts(poly);
+    for (std::string pt; std::getline(pts, pt, ',');) {
+      double x, y;
+      if (std::sscanf(pt.c_str(), "%lf %lf", &x, &y) == 2) out.back().push_back({x, y});
+    }
+  }
+  return out;
+}
+inline Ring R(std::string const& text) { return text.empty() ? Ring{} : Polys(text)[0]; }
+
+// The same text form with 12 significant digits: the rounding noise of a
+// cut point never shows, a wrong point always does.
+template <class P>
+std::string Text(P const& polys) {
+  std::ostringstream s;
+  s.precision(12);
+  for (std::size_t i = 0; i < polys.size(); ++i) {
+    s << (i ? " |" : "");
+    for (std::size_t j = 0; j < polys[i].size(); ++j) s << (j ? ", " : " ") << +polys[i][j].x << ' ' << +polys[i][j].y;
+  }
+  return s.str();
+}
+template <class P>
+void ExpectPolys(P const& got, std::string const& want) { EXPECT_EQ(Text(got), Text(Polys(want))); }
+
+// The box of the points, grown from `b`.
+inline CRectD Extent(std::vector<CPointD> const& pts, CRectD b = {HUGE_VAL, HUGE_VAL, -HUGE_VAL, -HUGE_VAL}) {
+  for (auto const& p : pts) {
+    b = {std::min(b.left, p.x), std::min(b.top, p.y), std::max(b.right, p.x), std::max(b.bottom, p.y)};
+  }
+  return b;
 }
 
-// Winding number of a closed ring around p (upward crossings left of the
-// edge count +1, downward ones right of it -1).
+// Upward crossings left of the edge count +1, downward ones right of it -1.
 inline int Winding(CPointD const& p, std::vector<CPointD> const& ring) {
   int wn = 0;
   for (std::size_t i = 0; i + 1 < ring.size(); ++i) {
-    CPointD const& a = ring[i];
-    CPointD const& b = ring[i + 1];
-    if (a.y <= p.y) {
-      if (b.y > p.y && Cross(a, b, p) > 0) ++wn;
-    } else if (b.y <= p.y && Cross(a, b, p) < 0) {
-      --wn;
-    }
+    CPointD const a = ring[i], b = ring[i + 1];
+    double const cross = (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
+    wn += (a.y <= p.y && b.y > p.y && cross > 0) - (a.y > p.y && b.y <= p.y && cross < 0);
   }
   return wn;
 }
 
 inline double SegDist(CPointD const& p, CPointD const& a, CPointD const& b) {
-  double const dx = b.x - a.x;
-  double const dy = b.y - a.y;
-  double const l2 = dx * dx + dy * dy;
-  double t = l2 > 0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / l2 : 0.0;
-  t = std::clamp(t, 0.0, 1.0);
+  double const dx = b.x - a.x, dy = b.y - a.y, l2 = dx * dx + dy * dy;
+  double const t = l2 > 0 ? std::clamp(((p.x - a.x) * dx + (p.y - a.y) * dy) / l2, 0.0, 1.0) : 0.0;
   return std::hypot(a.x + t * dx - p.x, a.y + t * dy - p.y);
 }
 
-inline double BoundaryDist(CPointD const& p, std::vector<Ring> const& rings) {
-  double d = HUGE_VAL;
-  for (auto const& r : rings) {
-    for (std::size_t i = 0; i + 1 < r.size(); ++i) d = std::min(d, SegDist(p, r[i], r[i + 1]));
-  }
-  return d;
-}
-
-// Rings with their bounding boxes, so a question about a point only visits
-// the rings that can matter. Inside: even-odd over the rings, each ring
-// holding the point when it winds around it (the rings are simple).
-class RingSet {
- public:
-  explicit RingSet(std::vector<Ring> rings) : m_rings(std::move(rings)) {
-    for (auto const& r : m_rings) {
-      CRectD b{HUGE_VAL, HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-      for (auto const& p : r) b = {std::min(b.left, p.x), std::min(b.top, p.y), std::max(b.right, p.x), std::max(b.bottom, p.y)};
-      m_boxes.push_back(b);
-    }
-  }
-
-  bool Inside(CPointD const& p) const {
+// Simple rings with their boxes, so that a point visits only the rings
+// that can matter. Side: 0 within tol of a segment, else 1 when an odd
+// number of rings wind around p, else -1.
+struct RingSet {
+  explicit RingSet(std::vector<Ring> const& r) : rings(r) { for (Ring const& x : rings) boxes.push_back(Extent(x)); }
+  int Side(CPointD const& p, double tol) const {
     bool odd = false;
-    for (std::size_t i = 0; i < m_rings.size(); ++i) {
-      if (Near(i, p, 0.0) && Winding(p, m_rings[i]) != 0) odd = !odd;
-    }
-    return odd;
-  }
-
-  // Some segment lies closer than tol to p.
-  bool OnBoundary(CPointD const& p, double tol) const {
-    for (std::size_t i = 0; i < m_rings.size(); ++i) {
-      if (!Near(i, p, tol)) continue;
-      auto const& r = m_rings[i];
-      for (std::size_t k = 0; k + 1 < r.size(); ++k) {
-        if (SegDist(p, r[k], r[k + 1]) < tol) return true;
+    for (std::size_t i = 0; i < rings.size(); ++i) {
+      CRectD const& b = boxes[i];
+      if (p.x < b.left - tol || p.x > b.right + tol || p.y < b.top - tol || p.y > b.bottom + tol) continue;
+      for (std::size_t k = 0; k + 1 < rings[i].size(); ++k) {
+        if (SegDist(p, rings[i][k], rings[i][k + 1]) < tol) return 0;
       }
+      odd ^= Winding(p, rings[i]) != 0;
     }
-    return false;
+    return odd ? 1 : -1;
   }
-
- private:
-  bool Near(std::size_t i, CPointD const& p, double tol) const {
-    CRectD const& b = m_boxes[i];
-    return p.x >= b.left - tol && p.x <= b.right + tol && p.y >= b.top - tol && p.y <= b.bottom + tol;
-  }
-
-  std::vector<Ring> m_rings;
-  std::vector<CRectD> m_boxes;
+  std::vector<Ring> rings;
+  std::vector<CRectD> boxes;
 };
 
-template <class T>
-double Length(std::vector<T> const& pts) {
+inline double Length(std::vector<CPointD> const& pts) {
   double s = 0.0;
-  for (std::size_t i = 0; i + 1 < pts.size(); ++i) {
-    s += std::hypot(static_cast<double>(pts[i + 1].x) - pts[i].x, static_cast<double>(pts[i + 1].y) - pts[i].y);
-  }
+  for (std::size_t i = 0; i + 1 < pts.size(); ++i) s += std::hypot(pts[i + 1].x - pts[i].x, pts[i + 1].y - pts[i].y);
   return s;
 }
 
+// Shoelace about the first vertex, so small rings far from the origin lose
+// no digits.
 inline double Area(std::vector<CPointD> const& r) {
   double s = 0.0;
-  for (std::size_t i = 0; i + 1 < r.size(); ++i) s += r[i].x * r[i + 1].y - r[i + 1].x * r[i].y;
+  for (std::size_t i = 1; i + 1 < r.size(); ++i) {
+    s += (r[i].x - r[0].x) * (r[i + 1].y - r[0].y) - (r[i + 1].x - r[0].x) * (r[i].y - r[0].y);
+  }
   return s / 2.0;
 }
 
-// The rings of a data file (optionally only blocks whose `key` attribute
-// equals `value`), as library contours.
-inline std::vector<Ring> Rings(std::string const& file, std::string const& key = "", std::string const& value = "") {
+// The polylines of a data file, parsed once per test binary; with
+// `closedOnly`, without the open shorelines the data's region cut.
+inline std::vector<Ring> Rings(std::string const& file, bool closedOnly = false) {
+  static std::map<std::string, std::vector<XYBlock>> cache;
+  if (!cache.count(file)) cache[file] = LoadXY(file);
   std::vector<Ring> out;
-  for (auto const& b : kmath_test::LoadXY(file)) {
-    if (!key.empty() && b.Attr(key) != value) continue;
-    out.emplace_back(b.pts);
+  for (auto const& b : cache[file]) {
+    if (!closedOnly || (b.pts.size() > 3 && b.IsClosed())) out.emplace_back(b.pts);
   }
   return out;
 }
 
-// A binary PBM (P4) mask: bit 1 = foreground, rows padded to whole bytes.
-struct Mask {
-  int width = 0;
-  int height = 0;
-  std::vector<std::uint8_t> bits;
-
-  bool At(int x, int y) const {
-    int const stride = (width + 7) / 8;
-    return (bits[static_cast<std::size_t>(y * stride + x / 8)] >> (7 - x % 8)) & 1;
-  }
-};
-
-inline Mask LoadMask(std::string const& name) {
-  std::ifstream in(kmath_test::DataPath(name), std::ios::binary);
-  std::string magic;
-  in >> magic;
-  if (magic != "P4") throw std::runtime_error("not a P4 mask: " + name);
-  auto skip = [&] {
-    in >> std::ws;
-    while (in.peek() == '#') {
-      std::string line;
-      std::getline(in, line);
-      in >> std::ws;
-    }
-  };
-  Mask m;
-  skip();
-  in >> m.width;
-  skip();
-  in >> m.height;
-  in.get();  // the one whitespace byte before the raster
-  m.bits.resize(static_cast<std::size_t>((m.width + 7) / 8 * m.height));
-  in.read(reinterpret_cast<char*>(m.bits.data()), static_cast<std::streamsize>(m.bits.size()));
-  if (!in) throw std::runtime_error("short mask: " + name);
-  return m;
-}
-
-}  // namespace polygon_oracle
+}  // namespace kmath_test
