@@ -229,8 +229,10 @@ int SolveQuadratic(double a, double b, double c, double& x1, double& x2, double 
     r2 = (sq - b) / (2.0 * a);
     if (r1 > r2) std::swap(r1, r2);
   }
+  // A NaN coefficient leaves no real root: report none and write nothing.
+  if (std::isnan(r1) || std::isnan(r2)) return 0;
   int count = std::abs(r1 - r2) >= kFltEps ? 2 : 1;
-  // Open interval; a NaN root is never inside it.
+  // Open interval.
   auto const outside = [&](double v) { return !(v > lo && v < hi); };
   if (outside(r1)) {
     --count;

@@ -160,7 +160,10 @@ TEST(PtStat, BadInputGivesFailureValuesAndKeepsOutputs) {
   double x[2] = {7, 8}, k = 0, b = 0;
   EXPECT_FALSE(Math::SolveKramer(singular, x, r) || Math::SolveKramer(nanM, x, r) || Math::SolveKramer(atEps, x, r) ||
                Math::SolveKramer(nullptr, x, r));
-  EXPECT_TRUE(Math::SolveQuadratic(1, 0, 1, x[0], x[1], -10, 10) == 0 && x[0] == 7 && x[1] == 8);  // no real root
+  for (double const c : {1.0, kNaN}) {  // no real root: nothing written
+    EXPECT_TRUE(Math::SolveQuadratic(1, 0, c, x[0], x[1], -10, 10) == 0 && x[0] == 7 && x[1] == 8);
+  }
+  EXPECT_TRUE(Math::SolveQuadratic(0, 1, kNaN, x[0], x[1], -10, 10) == 0 && x[0] == 7 && x[1] == 8);
   EXPECT_FALSE(std::isfinite(Math::Regression({}, k, b)) || std::isfinite(Math::Regression({{2, 1}, {2, 5}}, k, b)));
   double const withNaN[] = {1, kNaN, 3};
   EXPECT_TRUE(IsBad(Math::CalcMedian(withNaN, 0)) && IsBad(Math::CalcMedian(nullptr, 3)));
