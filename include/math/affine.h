@@ -121,8 +121,10 @@ class KMATH_API CAffineParams {
 
   // Copies six coefficients from `direct`; with an `inverse`, copies six from
   // it too and trusts it as the inverse (it is not checked), else flags the
-  // inverse stale. A null `direct` sets the identity with a valid inverse, as
-  // the constructor does.
+  // inverse stale. Both are read before either block is written, so this
+  // object's own blocks may be passed, e.g. swapped to turn the map round.
+  // A null `direct` sets the identity with a valid inverse, as the
+  // constructor does.
   void Define(double const* direct, double const* inverse);
   // The axis-parallel scaling x' = cx*x + ..., y' = cy*y + ... that maps
   // rp.src onto rp.dst, with its exact inverse (flag set). False, nothing
@@ -142,14 +144,14 @@ class KMATH_API CAffineParams {
   // From a world-file record, flagging the inverse stale. The record refers
   // to pixel centres and the block to pixel corners; the half-pixel shift
   // uses A and E only (exact for records without rotation): m2 = C - A/2,
-  // m5 = F - E/2, or F - |E|/2 with absY. True for every finite record; a
-  // record holding a NaN or an infinity gives false and changes nothing.
+  // m5 = F - E/2, or F - |E|/2 with absY. Always true: a record holding a
+  // NaN or an infinity is stored as it is and maps to NaN.
   bool Define(CTfwInfo const& tfw, bool absY);
   // Scale and rotation by `angle` (radians, counter-clockwise in y-up
   // coordinates) about the origin, then a shift so that (0, 0) maps onto
   // `origin`: m0 = cx*cos, m1 = -cy*sin, m3 = cx*sin, m4 = cy*cos. Flags the
-  // inverse stale. True for finite arguments; a NaN or infinity gives false
-  // and changes nothing.
+  // inverse stale. Always true, like the world-file definition: a NaN or an
+  // infinity is stored as it is.
   bool Define(CPointD const& origin, CSizeD const& scale, double angle);
 
   // Handle to the direct block.

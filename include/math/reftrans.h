@@ -58,8 +58,9 @@ class KMATH_API CLinearTrans : public CAngleCmnTrns<CLinearTrans>, public CDistC
   CLinearTrans(CRefPoint const* rps, unsigned int n);
 
   // Copies four doubles into each block; the inverse is trusted, not
-  // checked. True, except that a null pointer gives false and changes
-  // nothing.
+  // checked, and both are read before either is written (this object's own
+  // blocks may be passed). True, except that a null pointer gives false and
+  // changes nothing.
   bool Define(double const* direct, double const* inverse);
   // The similarity through the FIRST TWO pairs only (further pairs are
   // ignored), with the inverse fitted from the same two pairs rather than by
@@ -122,7 +123,8 @@ class KMATH_API CSqrTrans : public CAngleCmnTrns<CSqrTrans>, public CDistCmnTrns
   CSqrTrans(CRefPoint const* rps, unsigned int n);
 
   // False, nothing changed, if either pointer is null; else copies twelve
-  // doubles into each block (the inverse is trusted) and returns true.
+  // doubles into each block (the inverse is trusted; this object's own
+  // blocks may be passed) and returns true.
   bool Define(double const* direct, double const* inverse);
   // Least squares over the n pairs: the direct block from src to dst, then
   // the inverse block from dst to src, each an independent fit (neither is
@@ -130,7 +132,8 @@ class KMATH_API CSqrTrans : public CAngleCmnTrns<CSqrTrans>, public CDistCmnTrns
   // for n < 6 or a null `rps`, blocks untouched. A fit fails when the
   // absolute value of the product of the Cholesky diagonal is below 1e-12 or
   // is a NaN (a negative or zero pivot met as 0/0), as for sources all on
-  // one axis or all alike; a failed direct fit returns false at once
+  // one axis or all alike, or when its coefficients are not finite (a NaN
+  // or infinity among the targets); a failed direct fit returns false at once
   // with both blocks untouched, a failed inverse fit returns false with the
   // direct block already replaced. The threshold is absolute and applies to
   // raw coordinates (see Conditioning above).

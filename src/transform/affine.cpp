@@ -57,10 +57,15 @@ void CAffineParams::Define(double const* direct, double const* inverse) {
     m_inverseValid = true;
     return;
   }
-  CopySix(m_direct, direct);
+  // Read both before writing either: a caller may hand back this object's
+  // own blocks, swapped, to turn the map round in place.
+  double d[6], i[6];
+  CopySix(d, direct);
+  if (inverse) CopySix(i, inverse);
+  CopySix(m_direct, d);
   RecalcDistTrns(m_direct);
   if (inverse) {
-    CopySix(m_inverse, inverse);
+    CopySix(m_inverse, i);
     RecalcDistTrns(m_inverse);
     m_inverseValid = true;
   } else {
@@ -145,8 +150,8 @@ bool CAffineParams::Define(CRefPoint const* rps, unsigned int n) {
 }
 
 bool CAffineParams::Define(CTfwInfo const& tfw, bool absY) {
-  double const in[6] = {tfw.A, tfw.D, tfw.B, tfw.E, tfw.C, tfw.F};
-  if (!AllFinite(in, 6)) return false;
+  // Never refused, a NaN included: callers treat this definition as one
+  // that cannot fail and do not look at the result.
   double const h = absY ? std::abs(tfw.E) / 2.0 : tfw.E / 2.0;
   double* m = m_direct;
   m[0] = tfw.A;
@@ -163,8 +168,7 @@ bool CAffineParams::Define(CTfwInfo const& tfw, bool absY) {
 }
 
 bool CAffineParams::Define(CPointD const& origin, CSizeD const& scale, double angle) {
-  double const in[5] = {origin.x, origin.y, scale.cx, scale.cy, angle};
-  if (!AllFinite(in, 5)) return false;
+  // Never refused either, for the same reason as the world-file definition.
   double const c = std::cos(angle), s = std::sin(angle);
   double* m = m_direct;
   m[0] = scale.cx * c;

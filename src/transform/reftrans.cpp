@@ -1,5 +1,6 @@
 #include <math/reftrans.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "core/tolerance.h"
@@ -91,10 +92,13 @@ void CLinearTrans::SetDummyTrans() {
 
 bool CLinearTrans::Define(double const* direct, double const* inverse) {
   if (!direct || !inverse) return false;
-  for (int i = 0; i < 4; ++i) {
-    m_direct[i] = direct[i];
-    m_inverse[i] = inverse[i];
-  }
+  // Read both before writing either: the caller may pass this object's own
+  // blocks, swapped.
+  double d[4], i[4];
+  std::copy(direct, direct + 4, d);
+  std::copy(inverse, inverse + 4, i);
+  std::copy(d, d + 4, m_direct);
+  std::copy(i, i + 4, m_inverse);
   return true;
 }
 
@@ -173,10 +177,12 @@ void CSqrTrans::SetDummyTrans() {
 
 bool CSqrTrans::Define(double const* direct, double const* inverse) {
   if (!direct || !inverse) return false;
-  for (int i = 0; i < 12; ++i) {
-    m_direct[i] = direct[i];
-    m_inverse[i] = inverse[i];
-  }
+  // As for CLinearTrans: the arguments may be this object's own blocks.
+  double d[12], i[12];
+  std::copy(direct, direct + 12, d);
+  std::copy(inverse, inverse + 12, i);
+  std::copy(d, d + 12, m_direct);
+  std::copy(i, i + 12, m_inverse);
   return true;
 }
 

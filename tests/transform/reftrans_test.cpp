@@ -32,7 +32,10 @@ TEST(LinearTrans, FirstTwoPairsFixTheMapAndItsInverse) {
     EXPECT_DOUBLE_EQ(t.Angle(0.5), 0.5 + std::atan2(4, 3));
     t.Offset({5e5, -6e6});  // moves the output; the inverse follows
     EXPECT_EQ(Dist(t.Point({0, 1}), {500006, -5999987}), 0.0);
-    EXPECT_LT(Dist(t.Inverse().Point(t.Point({-7, 9})), {-7, 9}), 1e-9);
+    CLinearTrans u = t;
+    u.Define(u.Inverse().Coefficients(), u.Coefficients());  // turned round in place
+    EXPECT_LT(Dist(u.Point(t.Point({-7, 9})), {-7, 9}), 1e-9);
+    EXPECT_EQ(Dist(u.Inverse().Point({0, 1}), {500006, -5999987}), 0.0);
   }
 }
 
@@ -66,6 +69,9 @@ TEST(SqrTrans, RecoversSecondOrderMapAtPixelScale) {
   // The inverse of a second-order map is not second order; the separately
   // fitted inverse undoes the distortion to about a tenth of a pixel.
   EXPECT_LT(Worst(grid, [&](CPointD p) { return Dist(t.Inverse().Point(t.Point(p)), p); }), 0.2);
+  CSqrTrans u = t;
+  u.Define(u.Inverse().Coefficients(), u.Coefficients());  // turned round in place
+  EXPECT_LT(Worst(grid, [&](CPointD p) { return Dist(u.Inverse().Point(p), Poly(sheet, p)); }), 1e-6);
 }
 
 TEST(SqrTrans, ProjectedWorldMagnitudesSpoilTheInverseFit) {
