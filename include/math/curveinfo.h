@@ -96,10 +96,10 @@ KMATH_API CCurveInfo CurveInfo(poly_base<CPointD> const& poly, poly_hit hit, dou
 // Only the first min(n, nSpan) points are looked at; the stretch ends at the
 // first inflection (PolyInflections with dTolerance) at least 2 dLength
 // from the first point, else at the last entry of the list. When
-// PolyInflections keeps every point, 0 and the span's last index are
-// appended to its list (not replacing it). (0, 0) for fewer than 2 points in
-// the span, a failed fit, a vector shorter than 1e-12, or a NaN or infinite
-// coordinate in the span.
+// PolyInflections returns false (nothing dropped, or one vertex of a ring),
+// 0 and the span's last index are appended to its list (not replacing it).
+// (0, 0) for fewer than 2 points in the span, a failed fit, a vector shorter
+// than 1e-12, or a NaN or infinite coordinate in the span.
 KMATH_API CPointD PolyStartingDir(CPointD const* pts, unsigned int n, unsigned int nSpan, double dLength,
                                   double dTolerance);
 
@@ -107,7 +107,7 @@ KMATH_API CPointD PolyStartingDir(CPointD const* pts, unsigned int n, unsigned i
 // point, over the last min(n, nSpan) points, with its own constants:
 // relative position 0.65 and sharpness ln 3 / (0.35 - v)^2. The inflections
 // are walked back from the second-last entry of the list, so when
-// PolyInflections keeps every point the appended 0 is tried first and the
+// PolyInflections returns false the appended 0 is tried first and the
 // whole span is used when its ends lie at least 2 dLength apart. (0, 0) as
 // for PolyStartingDir.
 KMATH_API CPointD PolyEndingDir(CPointD const* pts, unsigned int n, unsigned int nSpan, double dLength,

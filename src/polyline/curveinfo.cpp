@@ -133,7 +133,7 @@ double PathLength(CPointD const* pts, std::size_t n) {
 }
 
 // The inflection list the direction functions walk: PolyInflections' list,
-// or, when it keeps everything, whatever it left in the list followed by 0
+// or, when it returns false, whatever it left in the list followed by 0
 // and c - 1. The append (not a replacement) is what the callers rely on.
 std::vector<int> DirectionKeys(CPointD const* pts, unsigned int c, double dTolerance) {
   std::vector<int> keys;

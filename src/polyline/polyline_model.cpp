@@ -56,8 +56,8 @@ CPointD PointAt(std::vector<CPointD> const& poly, poly_hit hit) {
   if (!IsValidHit(poly, hit)) return {tol::BadValue(), tol::BadValue()};
   CPointD const& p = poly[hit.index];
   if (std::abs(hit.param) < tol::kEps) return p;
-  double const t = std::min(1.0, std::max(0.0, hit.param));
-  return p + (poly[hit.index + 1] - p) * t;
+  // Not clamped: a param up to 1e-12 past 1 lies that far past the vertex.
+  return p + (poly[hit.index + 1] - p) * hit.param;
 }
 
 double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, bool bWrap) {

@@ -39,6 +39,7 @@ TEST(PolylineModel, MoveAlongAndCutBetweenFollowTheOrderOfTravel) {
     EXPECT_TRUE(Math::IsValidHit(*c.poly, h) && h.param >= 0.0 && h.param < 1.0);
     EXPECT_NEAR(Dist(Math::PointAt(*c.poly, h), c.at), 0.0, 1e-9);
   }
+  EXPECT_GT(Math::PointAt(Pts{{0, 0}, {1e6, 0}}, poly_hit(0, 1 + 5e-13)).x, 1e6);  // valid, so not clamped
   struct Cut { char const* name; poly_hit from, to; std::vector<double> xs; } const cuts[] = {
       {"end of a segment is the next vertex", {1, 1.0}, {3, 1 - 1e-13}, {2, 3, 4}},
       {"backward", {3, 0.5}, {0, 0.5}, {3.5, 3, 2, 1, 0.5}},
