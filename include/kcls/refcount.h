@@ -1,8 +1,8 @@
 // Intrusive reference counting for objects shared by several holders (the
 // nodes of a decision tree): the count lives in the object, the last
-// Release destroys it through its virtual destructor.
+// Release destroys it through the virtual destructor of CRcBase.
 //
-//   class CNode : public Kcls::CRcBase<Kcls::CRcSimple> { ... };
+//   class CNode : public Kcls::CRcSimple { ... };
 //   Kcls::CRcPtr<CNode> p(new CNode);  // count 1, deleted with the last copy
 //
 // CRcSimple counts with a plain integer: cheap, but the holders of one
@@ -16,58 +16,62 @@
 
 namespace Kcls {
 
-// A plain counter. Increment and Decrement return the new value.
-class CRcSimple {
- public:
-  unsigned long Increment() { return ++m_count; }
-  unsigned long Decrement() { return --m_count; }
-  unsigned long Value() const { return m_count; }
-
- private:
-  unsigned long m_count = 0;
-};
-
-// An atomic counter. The decrement that reaches zero synchronises with
-// every earlier decrement, so the deleting thread sees all writes made by
-// the other holders before they let go.
-class CRcMultiThrd {
- public:
-  CRcMultiThrd() = default;
-  CRcMultiThrd(CRcMultiThrd const&) : m_count(0) {}
-  CRcMultiThrd& operator=(CRcMultiThrd const&) { return *this; }
-
-  unsigned long Increment() { return m_count.fetch_add(1, std::memory_order_relaxed) + 1; }
-  unsigned long Decrement() { return m_count.fetch_sub(1, std::memory_order_acq_rel) - 1; }
-  unsigned long Value() const { return m_count.load(std::memory_order_relaxed); }
-
- private:
-  std::atomic<unsigned long> m_count{0};
-};
-
-// Base of a reference-counted object. A new object starts at count 0; the
-// first holder calls AddRef. Release returns the count left and deletes the
-// object when it reaches 0, so the object must have been made with new.
-// Copying an object does not copy its count: the copy starts unshared.
-template <class TCounter = CRcSimple>
+// The polymorphic root of every counted object. Its one virtual member is
+// the destructor, so a class deriving from CRcSimple or CRcMultiThrd finds
+// its own virtual functions right after it.
 class CRcBase {
  public:
-  void AddRef() const { m_refs.Increment(); }
-  unsigned long Release() const {
-    unsigned long const left = m_refs.Decrement();
-    if (left == 0) delete this;
-    return left;
-  }
-  unsigned long RefCount() const { return m_refs.Value(); }
-
   virtual ~CRcBase() = default;
 
  protected:
   CRcBase() = default;
-  CRcBase(CRcBase const&) : m_refs() {}
-  CRcBase& operator=(CRcBase const&) { return *this; }
+  CRcBase(CRcBase const&) = default;
+  CRcBase& operator=(CRcBase const&) = default;
+};
+
+// A counted object with a plain counter. A new object starts at count 0;
+// the first holder calls AddRef. Release returns the count left and deletes
+// the object when it reaches 0, so the object must have been made with new.
+// Copying an object does not copy its count: the copy starts unshared.
+class CRcSimple : public CRcBase {
+ public:
+  void AddRef() const { ++m_count; }
+  unsigned long Release() const {
+    unsigned long const left = --m_count;
+    if (left == 0) delete this;
+    return left;
+  }
+  unsigned long RefCount() const { return m_count; }
+
+ protected:
+  CRcSimple() = default;
+  CRcSimple(CRcSimple const& o) : CRcBase(o) {}
+  CRcSimple& operator=(CRcSimple const&) { return *this; }
 
  private:
-  mutable TCounter m_refs;
+  mutable unsigned long m_count = 0;
+};
+
+// As CRcSimple with an atomic counter. The decrement that reaches zero
+// synchronises with every earlier decrement, so the deleting thread sees
+// all writes made by the other holders before they let go.
+class CRcMultiThrd : public CRcBase {
+ public:
+  void AddRef() const { m_count.fetch_add(1, std::memory_order_relaxed); }
+  unsigned long Release() const {
+    unsigned long const left = m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+  }
+  unsigned long RefCount() const { return m_count.load(std::memory_order_relaxed); }
+
+ protected:
+  CRcMultiThrd() = default;
+  CRcMultiThrd(CRcMultiThrd const& o) : CRcBase(o) {}
+  CRcMultiThrd& operator=(CRcMultiThrd const&) { return *this; }
+
+ private:
+  mutable std::atomic<unsigned long> m_count{0};
 };
 
 // A counted reference to T (anything with AddRef and Release): takes a

@@ -156,7 +156,9 @@ class KMATH_API CEdgeToEdge {
   CParams CrossData(bool bounded) const;
   // The point of the bounded crossing.
   boost::optional<CPointD> CrossPoint() const;
-  // A present pair whose two parameters are both within EPS of 0 or 1.
+  // A present pair neither of whose parameters is further than EPS from
+  // both 0 and 1 (distance exactly EPS counts as at the end; so does a NaN
+  // parameter, the one a zero-length edge gives).
   static bool IsEndCross(CParams const& cross);
   // MinAngle() <= tol within EPS.
   bool IsParallel(double tol) const;

@@ -38,8 +38,9 @@ class KMATH_API CPtStat {
   // finite.
   bool InitLine(CLinForm& f) const;
   // Least-squares regression line forced through p, not normalised; for
-  // points on the vertical through p, a = Syy, b = 0. Always true: all-zero
-  // form when every point equals p (or there are none), NaN form for NaN.
+  // points on the vertical through p (|a|, |b| < EPS), a = Syy and b keeps
+  // its tiny Sxx. Always true: all-zero form when every point equals p (or
+  // there are none), NaN form for NaN.
   bool InitLine(CLinForm& f, CPointD const& p) const;
   // Root-mean-square of a*x + b*y + c over the points; 0 for no points or a
   // non-positive sum of squares.
@@ -90,10 +91,10 @@ KMATH_API double CalcMedian(double const* v, unsigned int n);
 // n - k + i is compared signed, so k > n ends after the first subset.
 KMATH_API bool NextCombination(unsigned int n, unsigned int k, std::vector<int>& comb);
 // Replaces pts by their convex hull (Graham scan): counter-clockwise (y up)
-// from the lowest point (ties within EPS: the smallest x, earlier wins) and
-// closed by repeating it; collinear points and duplicates are dropped.
-// Points sort by angle about the pivot, angles within EPS by radius. The
-// vertices are the caller's exact points. Three points or fewer, and any
+// from the lowest point (y within EPS: the smaller x beyond EPS, else the
+// earlier) and closed by repeating it; collinear points and duplicates are
+// dropped. Points sort by angle about the pivot, angles within EPS by
+// radius. The vertices are the caller's exact points. Three points or fewer, and any
 // input with a NaN or infinite coordinate, are left exactly as they are.
 // O(n log n).
 KMATH_API void ConvexHull(std::vector<CPointD>& pts);

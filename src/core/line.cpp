@@ -259,8 +259,11 @@ boost::optional<CPointD> CEdgeToEdge::CrossPoint() const {
 
 bool CEdgeToEdge::IsEndCross(CParams const& cross) {
   if (!cross) return false;
-  auto const atEnd = [](double t) { return std::abs(t) < kEps || std::abs(t - 1.0) < kEps; };
-  return atEnd(cross->first) && atEnd(cross->second);
+  // Rejects only a parameter clearly away from both ends: one exactly EPS
+  // from an end still counts, and so does the NaN parameter a zero-length
+  // edge gives (no comparison with it holds).
+  auto const inside = [](double t) { return std::abs(t) > kEps && std::abs(t - 1.0) > kEps; };
+  return !inside(cross->first) && !inside(cross->second);
 }
 
 bool CEdgeToEdge::IsParallel(double tol) const { return tol::LeWithin(MinAngle(), tol); }

@@ -320,13 +320,14 @@ void ConvexHull(std::vector<CPointD>& pts) {
     if (!std::isfinite(p.x) || !std::isfinite(p.y)) return;
   }
 
-  // Lowest point; a later one replaces it only when clearly lower, or level
-  // within EPS and strictly further left.
+  // Lowest point; a later one replaces it only when lower beyond EPS, or
+  // level within EPS and further left beyond EPS: near-ties in either
+  // coordinate keep the earlier point.
   std::size_t pv = 0;
   for (std::size_t i = 1; i < n; ++i) {
     CPointD const& p = pts[i];
     CPointD const& b = pts[pv];
-    if (tol::LtBeyond(p.y, b.y) || (std::abs(p.y - b.y) < kEps && p.x < b.x)) pv = i;
+    if (tol::LtBeyond(p.y, b.y) || (std::abs(p.y - b.y) < kEps && tol::LtBeyond(p.x, b.x))) pv = i;
   }
   CPointD const pivot = pts[pv];
 

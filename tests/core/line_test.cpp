@@ -117,8 +117,13 @@ TEST(CEdgeToEdge, HasCrossMatchesBoostGeometryAndKeepsItsTolerances) {
   // miss a thousandth in size passes, the same figure at size 1 does not.
   EXPECT_TRUE(Math::CEdgeToEdge({{0, 0}, {1e-3, 0}}, {{1.2e-3, 1e-4}, {1e-3, -1e-4}}).HasCross());
   EXPECT_FALSE(Math::CEdgeToEdge({{0, 0}, {1, 0}}, {{1.2, 0.1}, {1, -0.1}}).HasCross());
-  EXPECT_TRUE(Math::CEdgeToEdge::IsEndCross(Math::CEdgeToEdge(e1, {{2, 0}, {3, 4}}).CrossData(true)));
-  EXPECT_FALSE(Math::CEdgeToEdge::IsEndCross(Math::CEdgeToEdge(e1, {{1, 0}, {1, 3}}).CrossData(true)));
+  // At an end means not further than EPS from it; the point edge's NaN parameter is no further.
+  Math::CEdgeToEdge::CParams const ends[] = {Math::CEdgeToEdge(e1, {{2, 0}, {3, 4}}).CrossData(true),
+                                             std::make_pair(1e-12, 1.0),
+                                             Math::CEdgeToEdge({{9, 0}, {9, 0}}, e1).CrossData(true)};
+  for (auto const& c : ends) EXPECT_TRUE(Math::CEdgeToEdge::IsEndCross(c)) << &c - ends;
+  EXPECT_FALSE(Math::CEdgeToEdge::IsEndCross(Math::CEdgeToEdge(e1, {{1, 0}, {1, 3}}).CrossData(true)) ||
+               Math::CEdgeToEdge::IsEndCross(std::make_pair(1.0, 1.5e-12)));  // a T-junction; beyond EPS
 
   using BPoint = boost::geometry::model::d2::point_xy<double>;
   using BSegment = boost::geometry::model::segment<BPoint>;

@@ -184,9 +184,10 @@ TEST(ConvexHull, OrderTieRulesAndUntouchedInput) {
   EXPECT_TRUE(hulls({{0, 0}, {4, 0}, {4, 4}, {2, 4 + 1e-13}, {0, 4}}, sq));                  // within EPS of a chord
   EXPECT_TRUE(hulls({{2, 1}, {0, 0}, {4, 2}, {2, 1}, {8, 4}}, {{0, 0}, {8, 4}, {0, 0}}));   // collinear: the extremes
   EXPECT_TRUE(hulls({{0, 0}, farPt, nearPt, {-50, 100}, {-20, 200}}, {{0, 0}, farPt, {-20, 200}, {-50, 100}, {0, 0}}));
-  // The pivot: the lowest within EPS, then the smaller x, then the earlier.
+  // The pivot: the lowest within EPS, then the smaller x beyond EPS, then the earlier.
   EXPECT_TRUE(hulls({{2, 0}, {0, 1e-13}, {5, 3}, {-1, 2}}, {{0, 1e-13}, {2, 0}, {5, 3}, {-1, 2}, {0, 1e-13}}));
   EXPECT_TRUE(hulls({{0, 5e-13}, {0, 0}, {3, 1}, {2, 3}}, {{0, 5e-13}, {3, 1}, {2, 3}, {0, 5e-13}}));
+  EXPECT_TRUE(hulls({{0, 0}, {-5e-13, 0}, {3, 1}, {2, 3}}, {{0, 0}, {3, 1}, {2, 3}, {-5e-13, 0}, {0, 0}}));
   // Three points or fewer, and non-finite input, are left as they are.
   Pts const three = {{3, 3}, {0, 0}, {1, 1}}, nan = {{0, 0}, {kNaN, 2}, {4, 0}, {4, 4}};
   Pts const inf = {{0, -kInf}, {4, 0}, {4, 4}, {1, 1}};

@@ -3,15 +3,21 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <type_traits>
 
 namespace {
 
+// Counted classes derive from CRcSimple or CRcMultiThrd, both through the
+// one polymorphic CRcBase whose only virtual member is the destructor.
+static_assert(std::is_base_of_v<Kcls::CRcBase, Kcls::CRcSimple> && std::has_virtual_destructor_v<Kcls::CRcBase>);
+static_assert(std::is_base_of_v<Kcls::CRcBase, Kcls::CRcMultiThrd> && sizeof(Kcls::CRcBase) == sizeof(void*));
+
 // Counts live instances, so a test sees exactly when the last release
 // destroyed an object.
-template <class TCounter>
-struct CTracked : Kcls::CRcBase<TCounter> {
+template <class TCounted>
+struct CTracked : TCounted {
   CTracked() { ++live; }
-  CTracked(CTracked const& o) : Kcls::CRcBase<TCounter>(o) { ++live; }
+  CTracked(CTracked const& o) : TCounted(o) { ++live; }
   CTracked& operator=(CTracked const&) = default;
   ~CTracked() override { --live; }
   static inline int live = 0;
