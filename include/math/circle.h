@@ -53,9 +53,10 @@ class KMATH_API CArc {
   // first at dStart and the last exactly at dEnd, evenly spread. With
   // s = 2 acos((r - t) / r), the chord angle of deviation t, the step is s,
   // or a quarter of the sweep when s is a NaN (t > 2r) or longer than half
-  // the sweep; N = trunc(sweep / step + 0.9), at most nMax - 1. False, out
-  // untouched, unless radius and tolerance are at least EPS; also for a
-  // sweep below EPS or not finite and for nMax < 2.
+  // the sweep; N = trunc(sweep / step + 0.9), at most nMax - 1 (nMax 1: the
+  // end point alone). False, out untouched, unless radius and tolerance are
+  // at least EPS; also for a zero or non-finite sweep, a centre or radius
+  // that is not finite, and nMax < 1.
   bool MakePoly(poly_base<CPointD>& out, double tolerance, int nMax) const;
 
   CPointD ptCenter;
@@ -70,7 +71,9 @@ class KMATH_API CArc {
 // radius / tan(angle / 2), the sign of radius kept). The start angle is
 // moved by 2 pi when needed so that the sweep is at most pi. The all-zero
 // (invalid) arc when a tangent point would lie beyond the end of its leg,
-// when the legs are straight (no corner) or when the input is not finite.
+// when the legs are straight (no corner), for a radius of 0 or when the
+// input is not finite. Any other radius has its fillet; one too small to
+// move the tangent points off the corner gives an invalid arc there.
 // pts must hold three points.
 KMATH_API CArc MakeArc(CPointD const* pts, double radius);
 

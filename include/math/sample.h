@@ -26,7 +26,7 @@ class KMATH_API CSample2 {
   // Adds each of the n values once; a null v adds nothing.
   void AddVals(double const* v, unsigned int n);
   // Removes one v; whether v was ever added is not checked. On an empty
-  // sample the count stays 0 (the sums still change).
+  // sample the count wraps to 2^32 - 1; a matching AddVal restores it.
   void DelVal(double v);
   // Merges the other sample's sums and count.
   CSample2& operator+=(CSample2 const& o);

@@ -281,7 +281,9 @@ bool CArc::MakePoly(poly_base<CPointD>& out, double tolerance, int nMax) const {
   double const r = dRadius;
   if (!(r >= tol::kEps && tolerance >= tol::kEps)) return false;
   double const sweep = std::abs(dEnd - dStart);
-  if (!(sweep >= tol::kEps) || !std::isfinite(sweep) || nMax < 2 || !IsFinite(ptCenter) || !std::isfinite(r)) {
+  // Only a sweep of exactly 0 has no step (0 / 0); any other, however small,
+  // gets its four segments. nMax 1 caps the count at 0: the end point alone.
+  if (!(sweep > 0) || !std::isfinite(sweep) || nMax < 1 || !IsFinite(ptCenter) || !std::isfinite(r)) {
     return false;
   }
   double const s = 2 * std::acos((r - tolerance) / r);
@@ -301,7 +303,9 @@ bool CArc::MakePoly(poly_base<CPointD>& out, double tolerance, int nMax) const {
 
 CArc MakeArc(CPointD const* pts, double radius) {
   CArc const none(CPointD{0, 0}, 0, 0, 0);
-  if (pts == nullptr || !(std::abs(radius) >= tol::kEps)) return none;
+  // A zero radius leaves both tangent points on the corner and the angles
+  // to rounding noise; every other radius is computed, however small.
+  if (pts == nullptr || radius == 0) return none;
   CPointD const corner = pts[1];
   CPointD const u = pts[0] - corner;
   CPointD const v = pts[2] - corner;

