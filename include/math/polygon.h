@@ -68,8 +68,8 @@ class mpoly_base : public std::vector<poly_base<T>> {
 KMATH_API bool IsValidHit(std::vector<CPointD> const& poly, poly_hit hit);
 
 // The point at `hit`: the vertex itself when |param| < 1e-12, otherwise
-// vertex[index] + (vertex[index + 1] - vertex[index]) * param, param clamped
-// to [0, 1]. The all-ones NaN point for an invalid hit.
+// vertex[index] + (vertex[index + 1] - vertex[index]) * param, param as
+// given (not clamped). The all-ones NaN point for an invalid hit.
 KMATH_API CPointD PointAt(std::vector<CPointD> const& poly, poly_hit hit);
 
 // Moves `hit` along the polyline by the arc length `dist`: forward when
@@ -150,8 +150,8 @@ class KMATH_API CStdPlgn : public Math::mpoly_base<CPointD> {
 
 // Position of a point against the directed edge p0 -> p1, with the relative
 // tolerance 1e-8. Two points are near-equal when |p - q| / max(|p|, |q|)
-// < 1e-8 (or |p - q| < 1e-8 when both lengths are within FLT_EPSILON of
-// zero); two numbers likewise with their absolute values.
+// < 1e-8 (or |p - q| < 1e-8 when neither length exceeds FLT_EPSILON); two
+// numbers likewise with their absolute values.
 class KMATH_API CClassifyPoint {
  public:
   enum PT_POSITION {
@@ -245,8 +245,10 @@ class KMATH_API CSplitPoly1 {
   // Appends the pieces of `poly` inside the polygon to `inside` and those
   // outside to `outside`; what they held is kept and not joined with.
   // - The polyline's side is the class of its first vertex off the boundary,
-  //   else of its first segment midpoint off the boundary, else 0: then
-  //   nothing is output (a polyline lying on the boundary).
+  //   else of the first segment midpoint off the boundary counting from the
+  //   second segment (the first segment's midpoint is never asked), else 0:
+  //   then nothing is output (a polyline lying on the boundary, or a
+  //   two-point chord between boundary points).
   // - The cut positions are every point where the polyline meets the
   //   boundary within FLT_EPSILON: proper crossings, touches (a vertex of
   //   either on the other's segment) and both ends of a stretch running along

@@ -1,6 +1,6 @@
 // Internals shared by the polygon-model sources: the relative near-equality
 // of the point classifier and the joining step, bounding boxes and ring
-// areas, and a static interval index for "which segments span this value".
+// areas, and a static interval index for "which segments meet this range".
 #pragma once
 
 #include <math/polygon.h>
@@ -58,82 +58,101 @@ inline double SignedArea(std::vector<CPointD> const& ring) {
   return 0.5 * s;
 }
 
-// A polygon segment: contour index, segment index within the contour (the
-// pair vertex[segment], vertex[segment + 1]) and the key it is sorted by.
+// A polygon segment as an index entry: contour index, segment index within
+// the contour (the pair vertex[segment], vertex[segment + 1]) and the value
+// the entry is sorted by.
 struct CSegKey {
   std::int32_t contour;
   std::int32_t segment;
   double x;
 };
 
-// Segments sorted by the low end of an interval, with a max-tree over the
-// high ends in the same order. The sorted list alone finds the segments
-// starting inside a range as one run; the tree adds those that started
-// earlier and still span it, in O(log n) per reported segment, which two
-// plain sorted lists cannot do without walking a whole prefix.
+// The segments' ranges on one axis, listed twice: by their low end and by
+// their high end, each list sorted by its own value (ties by contour, then
+// segment, so the order never depends on the input permutation). The
+// low-end list gives the segments starting inside a range as one slice; the
+// high-end list gives those still running at a value as its tail, and a
+// min-tree over the low ends, in the high-end list's order, picks out of
+// that tail the ones that have already started: O(log n) per segment
+// reported, where the lists alone would walk a whole prefix or tail. Each
+// entry carries the segment's range on the other axis, so that a caller
+// can reject a candidate without touching the polygon's points.
 class CIntervalIndex {
  public:
-  struct CItem {
-    CSegKey key;  // key.x = low end
+  struct CRange {
+    double lo;
     double hi;
-    // The segment's range on the other axis, kept beside the keys so that
-    // a candidate is rejected without touching the polygon's points.
-    double otherLo;
-    double otherHi;
+  };
+  struct CItem {
+    std::int32_t contour;
+    std::int32_t segment;
+    double lo;
+    double hi;
+    CRange other;
   };
 
-  // Items must have finite ends; they are sorted here (ties by contour and
-  // segment, so the order never depends on the input permutation).
+  // Items must have finite ends.
   void Build(std::vector<CItem> items) {
-    std::sort(items.begin(), items.end(), [](CItem const& a, CItem const& b) {
-      if (a.key.x != b.key.x) return a.key.x < b.key.x;
-      if (a.key.contour != b.key.contour) return a.key.contour < b.key.contour;
-      return a.key.segment < b.key.segment;
-    });
-    m_keys.resize(items.size());
-    m_other.resize(items.size());
+    auto const byKey = [](double CItem::*end) {
+      return [end](CItem const& a, CItem const& b) {
+        if (a.*end != b.*end) return a.*end < b.*end;
+        if (a.contour != b.contour) return a.contour < b.contour;
+        return a.segment < b.segment;
+      };
+    };
+    std::sort(items.begin(), items.end(), byKey(&CItem::lo));
+    m_byLo.resize(items.size());
+    m_loOther.resize(items.size());
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      m_byLo[i] = {items[i].contour, items[i].segment, items[i].lo};
+      m_loOther[i] = items[i].other;
+    }
+    std::sort(items.begin(), items.end(), byKey(&CItem::hi));
+    m_byHi.resize(items.size());
+    m_hiOther.resize(items.size());
     m_leaves = 1;
     while (m_leaves < items.size()) m_leaves *= 2;
-    m_tree.assign(2 * m_leaves, -HUGE_VAL);
+    m_minLo.assign(2 * m_leaves, HUGE_VAL);
     for (std::size_t i = 0; i < items.size(); ++i) {
-      m_keys[i] = items[i].key;
-      m_other[i] = {items[i].otherLo, items[i].otherHi};
-      m_tree[m_leaves + i] = items[i].hi;
+      m_byHi[i] = {items[i].contour, items[i].segment, items[i].hi};
+      m_hiOther[i] = items[i].other;
+      m_minLo[m_leaves + i] = items[i].lo;
     }
-    for (std::size_t i = m_leaves - 1; i >= 1; --i) m_tree[i] = std::max(m_tree[2 * i], m_tree[2 * i + 1]);
+    for (std::size_t i = m_leaves - 1; i >= 1; --i) m_minLo[i] = std::min(m_minLo[2 * i], m_minLo[2 * i + 1]);
   }
 
-  std::size_t size() const { return m_keys.size(); }
-  CSegKey const& Key(std::size_t i) const { return m_keys[i]; }
-  double Lo(std::size_t i) const { return m_keys[i].x; }
-  double Hi(std::size_t i) const { return m_tree[m_leaves + i]; }
-  double OtherLo(std::size_t i) const { return m_other[i].first; }
-  double OtherHi(std::size_t i) const { return m_other[i].second; }
+  std::size_t size() const { return m_byLo.size(); }
+  CSegKey const& ByLo(std::size_t i) const { return m_byLo[i]; }
+  CRange const& ByLoOther(std::size_t i) const { return m_loOther[i]; }
 
-  // Index of the first item whose low end is greater than q.
-  std::size_t UpperBound(double q) const {
-    return static_cast<std::size_t>(
-        std::upper_bound(m_keys.begin(), m_keys.end(), q, [](double v, CSegKey const& k) { return v < k.x; }) -
-        m_keys.begin());
+  // Position in the low-end list of the first segment whose low end is
+  // greater than q.
+  std::size_t LoUpperBound(double q) const {
+    auto const it =
+        std::upper_bound(m_byLo.begin(), m_byLo.end(), q, [](double v, CSegKey const& k) { return v < k.x; });
+    return static_cast<std::size_t>(it - m_byLo.begin());
   }
 
-  // Calls f(i) for every item among the first `count` whose high end is at
-  // least q, in index order.
+  // Calls f(key, other range) for every segment with lo <= q <= hi (key.x
+  // is its hi).
   template <class F>
-  void SpanningAmong(std::size_t count, double q, F&& f) const {
-    if (count == 0 || std::isnan(q)) return;
-    // Explicit stack of (node, node begin, node width): depth is log2(n).
-    struct Frame {
+  void Stabbing(double q, F&& f) const {
+    if (std::isnan(q)) return;
+    auto const it =
+        std::lower_bound(m_byHi.begin(), m_byHi.end(), q, [](CSegKey const& k, double v) { return k.x < v; });
+    std::size_t const from = static_cast<std::size_t>(it - m_byHi.begin());
+    // Explicit stack of (node, first leaf, width): the depth is log2(n).
+    struct CFrame {
       std::size_t node, begin, width;
     };
-    Frame stack[2 * 64];
+    CFrame stack[2 * 64];
     int top = 0;
     stack[top++] = {1, 0, m_leaves};
     while (top > 0) {
-      Frame const fr = stack[--top];
-      if (fr.begin >= count || m_tree[fr.node] < q) continue;
+      CFrame const fr = stack[--top];
+      if (fr.begin + fr.width <= from || fr.begin >= m_byHi.size() || m_minLo[fr.node] > q) continue;
       if (fr.width == 1) {
-        f(fr.begin);
+        f(m_byHi[fr.begin], m_hiOther[fr.begin]);
         continue;
       }
       std::size_t const half = fr.width / 2;
@@ -142,17 +161,21 @@ class CIntervalIndex {
     }
   }
 
-  // Calls f(i) for every item whose interval meets [lo, hi].
+  // Calls f(key, other range) once for every segment whose range meets
+  // [lo, hi]; key.x is the low or the high end, whichever list found it.
   template <class F>
   void Overlapping(double lo, double hi, F&& f) const {
     if (std::isnan(lo) || std::isnan(hi)) return;
-    SpanningAmong(UpperBound(hi), lo, f);
+    Stabbing(lo, f);
+    for (std::size_t i = LoUpperBound(lo); i < m_byLo.size() && m_byLo[i].x <= hi; ++i) f(m_byLo[i], m_loOther[i]);
   }
 
  private:
-  std::vector<CSegKey> m_keys;
-  std::vector<std::pair<double, double>> m_other;
-  std::vector<double> m_tree;
+  std::vector<CSegKey> m_byLo;
+  std::vector<CSegKey> m_byHi;
+  std::vector<CRange> m_loOther;
+  std::vector<CRange> m_hiOther;
+  std::vector<double> m_minLo;
   std::size_t m_leaves = 1;
 };
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -19,6 +20,7 @@ using tol::kEps;
 using tol::kFltEps;
 
 constexpr double kFltEps2 = kFltEps * kFltEps;
+constexpr double kUlp = std::numeric_limits<double>::epsilon();
 
 CPointD Flat(CPointD const& p) { return p; }
 CPointD Flat(CPoint3D const& p) { return {p.x, p.y}; }
@@ -137,12 +139,12 @@ void JoinPieces(mpoly_base<T>& pieces, bool closed) {
 
 }  // namespace
 
-// The polygon's segments (those with finite ends) are indexed twice: by x
-// for the crossing search and by y for classifying points. Each index lists
-// {contour, segment, low end} sorted by the low end and keeps the high ends
-// in a max-tree, so "segments whose range meets [lo, hi]" costs O(log n)
-// plus O(log n) per segment reported, and its run of segments starting
-// inside the range is one slice of the sorted list.
+// The polygon's segments (those with finite ends) are indexed by their x
+// range for the crossing search and by their y range for classifying
+// points. On each axis the segments are listed as {contour, segment, value}
+// twice, sorted by the smaller and by the larger coordinate (see
+// CIntervalIndex), so the segments whose range meets a given range are
+// found without visiting the others.
 struct CSplitPoly1::CState {
   CState(CStdPlgn const& p, bool c) : plgn(p), closed(c) {}
 
@@ -159,20 +161,20 @@ struct CSplitPoly1::CState {
 
   // 0 on the boundary (or a non-finite point), 1 inside, -1 outside. The
   // crossing rule is CStdPlgn::PtInside's, term for term, over the segments
-  // whose y range reaches p.y: the parity of all contours' crossings is the
-  // parity of the number of contours holding p.
+  // whose y range reaches p.y (no other can count or lie near p): the parity
+  // of all contours' crossings is the parity of the contours holding p.
   int Classify(CPointD const& p) const {
     if (!plgn_detail::IsFinite(p)) return 0;
     bool odd = false;
     bool boundary = false;
-    // Room for the rounding of the crossing x at large coordinates.
-    double const margin = kFltEps + 1e-14 * std::abs(p.x);
-    byY.Overlapping(p.y - kFltEps, p.y + kFltEps, [&](std::size_t i) {
-      // Wholly left of p by more than the tolerance: neither near p nor
-      // crossing right of it, even with the crossing x rounded up.
-      if (boundary || byY.OtherHi(i) < p.x - margin) return;
+    byY.Overlapping(p.y - kFltEps, p.y + kFltEps, [&](CSegKey const& k, CIntervalIndex::CRange const& xr) {
+      // Wholly left of p by more than the tolerance: not near p, and its
+      // crossing x, even rounded up by a few units in the last place of the
+      // segment's coordinates, is not right of p.
+      double const slack = 16.0 * kUlp * (std::abs(xr.lo) + std::abs(xr.hi));
+      if (boundary || xr.hi + slack < p.x - kFltEps) return;
       CPointD a, b;
-      Segment(byY.Key(i), a, b);
+      Segment(k, a, b);
       if (DistSq(p, a, b) < kFltEps2) {
         boundary = true;
         return;
@@ -191,8 +193,11 @@ struct CSplitPoly1::CState {
     for (T const& v : poly) {
       if (int const c = Classify(Flat(v))) return c;
     }
-    for (std::size_t i = 1; i < poly.size(); ++i) {
-      if (int const c = Classify((Flat(poly[i - 1]) + Flat(poly[i])) / 2.0)) return c;
+    // The midpoints are asked from the second segment on: the first
+    // segment's never decides, so a two-point chord between boundary points
+    // has no side.
+    for (std::size_t i = 1; i + 1 < poly.size(); ++i) {
+      if (int const c = Classify((Flat(poly[i]) + Flat(poly[i + 1])) / 2.0)) return c;
     }
     return 0;
   }
@@ -201,7 +206,7 @@ struct CSplitPoly1::CState {
   // polyline, duplicates merged, a parameter within 1e-12 of a vertex moved
   // onto it (so the end is (n-1, 0)). An x sweep over the polyline's
   // segments taken by their left end: `active` holds the polygon segments
-  // spanning the sweep's x, the sorted index supplies those starting within
+  // spanning the sweep's x, the low-end list supplies those starting within
   // a segment's x range. Each candidate pair overlaps in x (widened by
   // FLT_EPSILON), so the work is the overlapping pairs, not m * n.
   template <class T>
@@ -226,13 +231,22 @@ struct CSplitPoly1::CState {
       return a.lo < b.lo || (a.lo == b.lo && a.index < b.index);
     });
 
-    auto test = [&](CSpan const& s, std::size_t k) {
-      if (byX.OtherHi(k) < s.ylo || byX.OtherLo(k) > s.yhi) return;
+    // A polygon segment met by the sweep, its points fetched once.
+    struct CActive {
+      CPointD a, b;
+      double hi;
+    };
+    auto fetch = [&](CSegKey const& k) {
+      CActive c{};
+      Segment(k, c.a, c.b);
+      c.hi = std::max(c.a.x, c.b.x);
+      return c;
+    };
+    auto test = [&](CSpan const& s, CActive const& c) {
+      if (std::max(c.a.y, c.b.y) < s.ylo || std::min(c.a.y, c.b.y) > s.yhi) return;
       CPointD const p = Flat(poly[static_cast<std::size_t>(s.index)]);
       CPointD const q = Flat(poly[static_cast<std::size_t>(s.index) + 1]);
-      CPointD a, b;
-      Segment(byX.Key(k), a, b);
-      Contacts(p, q, a, b, [&](double t) {
+      Contacts(p, q, c.a, c.b, [&](double t) {
         if (t < kEps) {
           hits.emplace_back(s.index, 0.0);
         } else if (t > 1.0 - kEps) {
@@ -243,19 +257,24 @@ struct CSplitPoly1::CState {
       });
     };
 
-    std::vector<std::size_t> active;
-    std::size_t next = byX.UpperBound(spans[0].lo);
-    byX.SpanningAmong(next, spans[0].lo, [&](std::size_t k) { active.push_back(k); });
+    // `active`: the segments that started at or left of the sweep's x and
+    // had not ended when last looked at; the low-end list feeds it in order.
+    std::vector<CActive> active;
+    byX.Stabbing(spans[0].lo, [&](CSegKey const& k, CIntervalIndex::CRange const&) { active.push_back(fetch(k)); });
+    std::size_t next = byX.LoUpperBound(spans[0].lo);
     for (CSpan const& s : spans) {
-      for (; next < byX.size() && byX.Lo(next) <= s.lo; ++next) active.push_back(next);
+      for (; next < byX.size() && byX.ByLo(next).x <= s.lo; ++next) active.push_back(fetch(byX.ByLo(next)));
       std::size_t kept = 0;
-      for (std::size_t k : active) {
-        if (byX.Hi(k) < s.lo) continue;  // ended left of the sweep: never needed again
-        active[kept++] = k;
-        test(s, k);
+      for (CActive const& c : active) {
+        if (c.hi < s.lo) continue;  // ended left of the sweep: never needed again
+        active[kept++] = c;
+        test(s, c);
       }
       active.resize(kept);
-      for (std::size_t k = next; k < byX.size() && byX.Lo(k) <= s.hi; ++k) test(s, k);
+      for (std::size_t k = next; k < byX.size() && byX.ByLo(k).x <= s.hi; ++k) {
+        CIntervalIndex::CRange const& yr = byX.ByLoOther(k);
+        if (yr.hi >= s.ylo && yr.lo <= s.yhi) test(s, fetch(byX.ByLo(k)));
+      }
     }
 
     std::sort(hits.begin(), hits.end(), [](poly_hit const& a, poly_hit const& b) {
@@ -305,13 +324,12 @@ CSplitPoly1::CSplitPoly1(CStdPlgn const& plgn, bool closed) : m_state(std::make_
       CPointD const& a = ring[i];
       CPointD const& b = ring[i + 1];
       if (!plgn_detail::IsFinite(a) || !plgn_detail::IsFinite(b)) continue;
-      CSegKey key{static_cast<std::int32_t>(c), static_cast<std::int32_t>(i), 0.0};
-      double const x0 = std::min(a.x, b.x), x1 = std::max(a.x, b.x);
-      double const y0 = std::min(a.y, b.y), y1 = std::max(a.y, b.y);
-      key.x = x0;
-      xs.push_back({key, x1, y0, y1});
-      key.x = y0;
-      ys.push_back({key, y1, x0, x1});
+      auto const ci = static_cast<std::int32_t>(c);
+      auto const si = static_cast<std::int32_t>(i);
+      CIntervalIndex::CRange const xr{std::min(a.x, b.x), std::max(a.x, b.x)};
+      CIntervalIndex::CRange const yr{std::min(a.y, b.y), std::max(a.y, b.y)};
+      xs.push_back({ci, si, xr.lo, xr.hi, yr});
+      ys.push_back({ci, si, yr.lo, yr.hi, xr});
     }
   }
   m_state->byX.Build(std::move(xs));

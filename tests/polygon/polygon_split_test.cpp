@@ -20,6 +20,8 @@ TEST(SplitPoly, CutsAtEveryContactJoinsPiecesThatMeetAndSurvivesBadInput) {
       {"along an edge, boundaryInside", sq, "-5 0, 5 0, 5 5", false, true, "0 0, 5 0, 5 5", "-5 0, 0 0"},
       {"along an edge, not boundaryInside", sq, "-5 0, 5 0, 5 5", false, false, "5 0, 5 5", "-5 0, 0 0, 5 0"},
       {"a ring on the boundary: nothing", sq, sq, true, true, "", ""},
+      {"all on it: the side is the second segment's", sq, "0 0, 0 10, 10 0", false, true, "0 0, 0 10, 10 0", ""},
+      {"the first segment's midpoint is never asked", sq, "0 0, 10 10, 10 0", false, true, "", ""},
       {"closed: last piece joins the first", sq, loop, true, true, "10 8, 5 8, 5 5, 10 5", "10 5, 15 5, 15 8, 10 8"},
       {"open: the ends stay apart", sq, loop, false, true, "5 5, 10 5 | 10 8, 5 8, 5 5", "10 5, 15 5, 15 8, 10 8"},
       // Bad input. Degenerate contours and NaN vertices of the polygon are
