@@ -1,7 +1,7 @@
 // Independent truths for the polygon tests (winding numbers, distances to a
 // boundary, lengths, areas), written from the textbook definitions rather
-// than from the library's code; the real rings they are checked on; and a
-// short text form of polylines for the hand-worked cases.
+// than from the library's code, and a short text form of polylines for the
+// hand-worked cases.
 #pragma once
 
 #include <math/kmath.h>
@@ -11,12 +11,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <limits>
-#include <map>
 #include <random>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "xy_reader.h"
 
@@ -24,20 +20,17 @@ namespace kmath_test {
 
 using Ring = Math::poly_base<CPointD>;
 using MPoly = Math::mpoly_base<CPointD>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kNaN = NAN;
 
 // "x y, x y | x y, x y": polylines split at '|', points at ','. "" holds no
 // polyline, " " one empty polyline; nan, inf and 1e308 are numbers.
 inline MPoly Polys(std::string const& text) {
   MPoly out;
   std::istringstream polys(text);
-  for (std::string poly; std::getline(polys, poly, '|');) {
+  for (std::string poly, pt; std::getline(polys, poly, '|');) {
     out.emplace_back();
-    std::istringstream pts(poly);
-    for (std::string pt; std::getline(pts, pt, ',');) {
-      double x, y;
-      if (std::sscanf(pt.c_str(), "%lf %lf", &x, &y) == 2) out.back().push_back({x, y});
-    }
+    for (std::istringstream pts(poly); std::getline(pts, pt, ',');)
+      if (double x, y; std::sscanf(pt.c_str(), "%lf %lf", &x, &y) == 2) out.back().push_back({x, y});
   }
   return out;
 }
@@ -55,24 +48,15 @@ std::string Text(P const& polys) {
   }
   return s.str();
 }
-template <class P>
-void ExpectPolys(P const& got, std::string const& want) { EXPECT_EQ(Text(got), Text(Polys(want))); }
 
-// The box of the points, grown from `b`.
-inline CRectD Extent(std::vector<CPointD> const& pts, CRectD b = {HUGE_VAL, HUGE_VAL, -HUGE_VAL, -HUGE_VAL}) {
-  for (auto const& p : pts) {
-    b = {std::min(b.left, p.x), std::min(b.top, p.y), std::max(b.right, p.x), std::max(b.bottom, p.y)};
-  }
-  return b;
-}
+inline double Cross(CPointD const& u, CPointD const& v) { return u.x * v.y - u.y * v.x; }
 
 // Upward crossings left of the edge count +1, downward ones right of it -1.
 inline int Winding(CPointD const& p, std::vector<CPointD> const& ring) {
   int wn = 0;
   for (std::size_t i = 0; i + 1 < ring.size(); ++i) {
     CPointD const a = ring[i], b = ring[i + 1];
-    double const cross = (b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x);
-    wn += (a.y <= p.y && b.y > p.y && cross > 0) - (a.y > p.y && b.y <= p.y && cross < 0);
+    wn += (a.y <= p.y && b.y > p.y && Cross(b - a, p - a) > 0) - (a.y > p.y && b.y <= p.y && Cross(b - a, p - a) < 0);
   }
   return wn;
 }
@@ -83,26 +67,16 @@ inline double SegDist(CPointD const& p, CPointD const& a, CPointD const& b) {
   return std::hypot(a.x + t * dx - p.x, a.y + t * dy - p.y);
 }
 
-// Simple rings with their boxes, so that a point visits only the rings
-// that can matter. Side: 0 within tol of a segment, else 1 when an odd
-// number of rings wind around p, else -1.
-struct RingSet {
-  explicit RingSet(std::vector<Ring> const& r) : rings(r) { for (Ring const& x : rings) boxes.push_back(Extent(x)); }
-  int Side(CPointD const& p, double tol) const {
-    bool odd = false;
-    for (std::size_t i = 0; i < rings.size(); ++i) {
-      CRectD const& b = boxes[i];
-      if (p.x < b.left - tol || p.x > b.right + tol || p.y < b.top - tol || p.y > b.bottom + tol) continue;
-      for (std::size_t k = 0; k + 1 < rings[i].size(); ++k) {
-        if (SegDist(p, rings[i][k], rings[i][k + 1]) < tol) return 0;
-      }
-      odd ^= Winding(p, rings[i]) != 0;
-    }
-    return odd ? 1 : -1;
+// Of simple rings: 0 within tol of a segment, else 1 when an odd number of
+// rings wind around p, else -1.
+inline int Side(CPointD const& p, std::vector<Ring> const& rings, double tol) {
+  bool odd = false;
+  for (Ring const& r : rings) {
+    for (std::size_t k = 0; k + 1 < r.size(); ++k) if (SegDist(p, r[k], r[k + 1]) < tol) return 0;
+    odd ^= Winding(p, r) != 0;
   }
-  std::vector<Ring> rings;
-  std::vector<CRectD> boxes;
-};
+  return odd ? 1 : -1;
+}
 
 inline double Length(std::vector<CPointD> const& pts) {
   double s = 0.0;
@@ -114,21 +88,15 @@ inline double Length(std::vector<CPointD> const& pts) {
 // no digits.
 inline double Area(std::vector<CPointD> const& r) {
   double s = 0.0;
-  for (std::size_t i = 1; i + 1 < r.size(); ++i) {
-    s += (r[i].x - r[0].x) * (r[i + 1].y - r[0].y) - (r[i + 1].x - r[0].x) * (r[i].y - r[0].y);
-  }
+  for (std::size_t i = 1; i + 1 < r.size(); ++i) s += Cross(r[i] - r[0], r[i + 1] - r[0]);
   return s / 2.0;
 }
 
-// The polylines of a data file, parsed once per test binary; with
-// `closedOnly`, without the open shorelines the data's region cut.
+// The polylines of a data file; with `closedOnly`, without the open
+// shorelines the data's region cut.
 inline std::vector<Ring> Rings(std::string const& file, bool closedOnly = false) {
-  static std::map<std::string, std::vector<XYBlock>> cache;
-  if (!cache.count(file)) cache[file] = LoadXY(file);
   std::vector<Ring> out;
-  for (auto const& b : cache[file]) {
-    if (!closedOnly || (b.pts.size() > 3 && b.IsClosed())) out.emplace_back(b.pts);
-  }
+  for (auto const& b : LoadXY(file)) if (!closedOnly || (b.pts.size() > 3 && b.IsClosed())) out.emplace_back(b.pts);
   return out;
 }
 
