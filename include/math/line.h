@@ -193,7 +193,8 @@ KMATH_API bool ClipEdge(CEdge& e, CPointD const& c, double r);
 // CLine::CBadOp for an edge shorter than EPS.
 KMATH_API bool ClipEdge(CEdge& e, CRectD const& r);
 
-// Bisector of the angle a-b-c as an edge from b, as long as the longer arm.
+// Bisector of the angle a-b-c as an edge from b: both arms stretched to the
+// longer one, m, and summed: its length is 2 m cos(angle / 2).
 // A straight or empty angle gives the unit normal of CLine(a, b) at b
 // (throws CLine::CBadOp when a and b coincide).
 KMATH_API CEdge BisectEdge(CPointD const& a, CPointD const& b, CPointD const& c);
