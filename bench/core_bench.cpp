@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
 #include "xy_reader.h"
 
 #ifdef KMATH_BENCH_HAVE_BOOST_GEOMETRY
@@ -44,33 +45,25 @@ std::vector<CPointD> OnCircle(std::size_t n) {
 
 // The hull works in place, so each iteration copies its input; the copy is
 // linear and small beside the sort.
-void HullBench(benchmark::State& state, std::vector<CPointD> (*make)(std::size_t)) {
-  std::vector<CPointD> const input = make(static_cast<std::size_t>(state.range(0)));
+void TimeHull(benchmark::State& state, std::vector<CPointD> const& input) {
   std::vector<CPointD> pts;
   for (auto _ : state) {
     pts = input;
     Math::ConvexHull(pts);
     benchmark::DoNotOptimize(pts.data());
   }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-  state.SetComplexityN(state.range(0));
+  kmath_bench::SetCounts(state, input.size());
 }
 
-void BM_ConvexHull_Random(benchmark::State& state) { HullBench(state, RandomSquare); }
-void BM_ConvexHull_Circle(benchmark::State& state) { HullBench(state, OnCircle); }
+void BM_ConvexHull_Random(benchmark::State& state) { TimeHull(state, RandomSquare(static_cast<std::size_t>(state.range(0)))); }
+void BM_ConvexHull_Circle(benchmark::State& state) { TimeHull(state, OnCircle(static_cast<std::size_t>(state.range(0)))); }
 BENCHMARK(BM_ConvexHull_Random)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oNLogN);
 BENCHMARK(BM_ConvexHull_Circle)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oNLogN);
 
 void BM_ConvexHull_Horse(benchmark::State& state) {
   std::vector<CPointD> input;
   for (auto const& poly : kmath_test::LoadPolylines("horse_crack.xy")) input.insert(input.end(), poly.begin(), poly.end());
-  std::vector<CPointD> pts;
-  for (auto _ : state) {
-    pts = input;
-    Math::ConvexHull(pts);
-    benchmark::DoNotOptimize(pts.data());
-  }
-  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(input.size()));
+  TimeHull(state, input);
 }
 BENCHMARK(BM_ConvexHull_Horse);
 
