@@ -309,6 +309,55 @@ struct CHullRec {
   CPointD orig;   // the caller's point
 };
 
+// The quadrilateral of the lowest, rightmost, highest and leftmost points
+// (counter-clockwise): a point deep inside it cannot be a hull vertex, so the
+// sort need not see it. On random clouds this leaves a small fraction of the
+// points. Points within the margin of a side, the pivot among them, stay, so
+// the scan's near-collinear and tie decisions are untouched.
+class CInteriorFilter {
+ public:
+  explicit CInteriorFilter(std::vector<CPointD> const& pts) {
+    std::size_t lo = 0, right = 0, hi = 0, left = 0;
+    double extent = 0.0;
+    for (std::size_t i = 1; i < pts.size(); ++i) {
+      if (pts[i].y < pts[lo].y) lo = i;
+      if (pts[i].x > pts[right].x) right = i;
+      if (pts[i].y > pts[hi].y) hi = i;
+      if (pts[i].x < pts[left].x) left = i;
+    }
+    for (CPointD const& p : pts) extent = std::max({extent, std::abs(p.x), std::abs(p.y)});
+    m_margin = tol::kHullSkipRel * extent + tol::kEps;
+    std::size_t const corners[4] = {lo, right, hi, left};
+    for (int k = 0; k < 4; ++k) {
+      CPointD const a = pts[corners[k]];
+      CPointD const d = pts[corners[(k + 1) % 4]] - a;
+      double const len = std::hypot(d.x, d.y);
+      // A side of no length bounds nothing; the others still close the
+      // (then triangular) quadrilateral.
+      if (len > 0.0) m_sides[m_count++] = CSide{a, d, len};
+    }
+  }
+
+  bool DeepInside(CPointD const& p) const {
+    if (m_count < 3) return false;
+    for (int k = 0; k < m_count; ++k) {
+      CSide const& s = m_sides[k];
+      if (!(s.d.x * (p.y - s.a.y) - s.d.y * (p.x - s.a.x) > m_margin * s.len)) return false;
+    }
+    return true;
+  }
+
+ private:
+  struct CSide {
+    CPointD a;
+    CPointD d;
+    double len;
+  };
+  CSide m_sides[4] = {};
+  int m_count = 0;
+  double m_margin = 0.0;
+};
+
 }  // namespace
 
 void ConvexHull(std::vector<CPointD>& pts) {
@@ -331,11 +380,12 @@ void ConvexHull(std::vector<CPointD>& pts) {
   }
   CPointD const pivot = pts[pv];
 
+  CInteriorFilter const interior(pts);
   std::vector<CHullRec> recs;
   recs.reserve(n);
   recs.push_back(CHullRec{CPointD{0.0, 0.0}, 0.0, 0.0, pivot});
   for (std::size_t i = 0; i < n; ++i) {
-    if (i == pv) continue;
+    if (i == pv || interior.DeepInside(pts[i])) continue;
     CPointD const q = pts[i] - pivot;
     recs.push_back(CHullRec{q, std::atan2(q.y, q.x), std::hypot(q.x, q.y), pts[i]});
   }
@@ -348,10 +398,11 @@ void ConvexHull(std::vector<CPointD>& pts) {
     return a.angle < b.angle || (a.angle == b.angle && a.radius < b.radius);
   };
   auto const byRadius = [](CHullRec const& a, CHullRec const& b) { return a.radius < b.radius; };
+  std::size_t const m = recs.size();
   std::sort(recs.begin() + 1, recs.end(), byAngle);
-  for (std::size_t i = 1; i < n;) {
+  for (std::size_t i = 1; i < m;) {
     std::size_t j = i + 1;
-    while (j < n && recs[j].angle - recs[j - 1].angle < kEps) ++j;
+    while (j < m && recs[j].angle - recs[j - 1].angle < kEps) ++j;
     if (j - i > 1) std::sort(recs.begin() + i, recs.begin() + j, byRadius);
     i = j;
   }
@@ -359,10 +410,10 @@ void ConvexHull(std::vector<CPointD>& pts) {
   // Graham scan over indices into recs; each record is pushed and popped at
   // most once.
   std::vector<std::size_t> stack;
-  stack.reserve(n + 1);
+  stack.reserve(m + 1);
   stack.push_back(0);
   stack.push_back(1);
-  for (std::size_t i = 2; i < n; ++i) {
+  for (std::size_t i = 2; i < m; ++i) {
     CPointD const& p = recs[i].q;
     while (stack.size() > 1) {
       CEdge const e{recs[stack[stack.size() - 2]].q, recs[stack.back()].q};

@@ -25,6 +25,11 @@ inline constexpr double kDetEps = 1e-10;
 inline constexpr double kRelEps = 1e-8;
 // Grid of edge-touch distances in the crossing sweep.
 inline constexpr double kGrid = 0.001;
+// Relative depth (of the coordinates' magnitude) by which a point must lie
+// inside the extreme points' quadrilateral before the hull may skip it: far
+// above rounding of the side tests, so only points the scan would drop anyway
+// are skipped.
+inline constexpr double kHullSkipRel = 1e-9;
 
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }
