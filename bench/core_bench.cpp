@@ -114,13 +114,19 @@ void BM_CPtStat_InitLine(benchmark::State& state) {
 }
 BENCHMARK(BM_CPtStat_InitLine);
 
-// Random edge pairs, about a third of them crossing; bounded and unbounded.
-void BM_CEdgeToEdge_CrossData(benchmark::State& state) {
-  bool const bounded = state.range(0) != 0;
+// 4096 random edges; consecutive pairs cross about a third of the time.
+std::vector<Math::CEdge> RandomEdges() {
   std::mt19937 rng(kSeed);
   std::uniform_real_distribution<double> u(-10.0, 10.0);
   std::vector<Math::CEdge> edges(4096);
   for (Math::CEdge& e : edges) e = Math::CEdge{{u(rng), u(rng)}, {u(rng), u(rng)}};
+  return edges;
+}
+
+// Bounded and unbounded.
+void BM_CEdgeToEdge_CrossData(benchmark::State& state) {
+  bool const bounded = state.range(0) != 0;
+  std::vector<Math::CEdge> const edges = RandomEdges();
   std::size_t i = 0;
   for (auto _ : state) {
     Math::CEdgeToEdge const ee(edges[i & 4095], edges[(i + 1) & 4095]);
@@ -132,10 +138,7 @@ void BM_CEdgeToEdge_CrossData(benchmark::State& state) {
 BENCHMARK(BM_CEdgeToEdge_CrossData)->Arg(0)->Arg(1);
 
 void BM_CEdgeToEdge_HasCross(benchmark::State& state) {
-  std::mt19937 rng(kSeed);
-  std::uniform_real_distribution<double> u(-10.0, 10.0);
-  std::vector<Math::CEdge> edges(4096);
-  for (Math::CEdge& e : edges) e = Math::CEdge{{u(rng), u(rng)}, {u(rng), u(rng)}};
+  std::vector<Math::CEdge> const edges = RandomEdges();
   std::size_t i = 0;
   for (auto _ : state) {
     benchmark::DoNotOptimize(Math::CEdgeToEdge(edges[i & 4095], edges[(i + 1) & 4095]).HasCross());
