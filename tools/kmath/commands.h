@@ -1,0 +1,23 @@
+// The subcommands, grouped by what they work on. Each Add* function adds its
+// subcommands to the app; the one the user picks stores its work in `run`,
+// which main calls after parsing.
+#pragma once
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+namespace kmath_tool {
+
+using Runner = std::function<int()>;
+
+// simplify, smooth, densify, hull, circle, measure
+void AddShapeCommands(CLI::App& app, Runner& run);
+// clip, split
+void AddPolygonCommands(CLI::App& app, Runner& run);
+// georef
+void AddGeorefCommands(CLI::App& app, Runner& run);
+
+}  // namespace kmath_tool

@@ -1,0 +1,266 @@
+// Per-feature clean-up and measurement of lines and polygons.
+#include <math/kmath.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include "commands.h"
+#include "pipeline.h"
+
+namespace kmath_tool {
+
+namespace {
+
+// Applies `ringOp` to every ring or line of g. Polygon rings that fall
+// below four points (a closed triangle) are dropped; a polygon whose outer
+// ring is dropped loses the whole part.
+template <class RingOp>
+Geometry EachRing(Geometry const& g, RingOp ringOp) {
+  Geometry out;
+  out.kind = g.kind;
+  for (auto const& part : g.parts) {
+    std::vector<Ring> rings;
+    for (std::size_t r = 0; r < part.size(); ++r) {
+      Ring ring = part[r];
+      ringOp(ring, g.kind == GeomKind::Polygon);
+      bool const tooSmall = g.kind == GeomKind::Polygon ? ring.size() < 4 : ring.size() < 2;
+      if (tooSmall && g.kind != GeomKind::Point) {
+        if (r == 0) break;
+        continue;
+      }
+      rings.push_back(std::move(ring));
+    }
+    if (!rings.empty()) out.parts.push_back(std::move(rings));
+  }
+  return out;
+}
+
+std::vector<FieldSpec> VertexFields() {
+  return {{"kmath_vertices_in", OFTInteger64}, {"kmath_vertices_out", OFTInteger64}};
+}
+
+FeatureResult WithCounts(Geometry const& in, Geometry out) {
+  long long const nIn = static_cast<long long>(in.VertexCount());
+  long long const nOut = static_cast<long long>(out.VertexCount());
+  return FeatureResult::One(std::move(out), {nIn, nOut});
+}
+
+double Length(Ring const& r) {
+  double len = 0;
+  for (std::size_t i = 1; i < r.size(); ++i) len += std::hypot(r[i].x - r[i - 1].x, r[i].y - r[i - 1].y);
+  return len;
+}
+
+std::vector<CPointD> AllPoints(Geometry const& g) {
+  std::vector<CPointD> pts;
+  for (auto const& part : g.parts)
+    for (auto const& ring : part) pts.insert(pts.end(), ring.begin(), ring.end());
+  return pts;
+}
+
+void AddSimplify(CLI::App& app, Runner& run) {
+  struct Opts {
+    CommonOptions common;
+    double tolerance = 1.0;
+    double maxChord = std::numeric_limits<double>::max();
+  };
+  auto o = std::make_shared<Opts>();
+  CLI::App* cmd = app.add_subcommand("simplify", "Reduce lines and polygon rings to their characteristic points");
+  cmd->footer("Example: kmath simplify traced.gpkg simple.gpkg --tolerance 1.5 --max-chord 50");
+  AddCommonOptions(*cmd, o->common);
+  cmd->add_option("-t,--tolerance", o->tolerance, "Largest distance of a dropped vertex from its chord (map units)")
+      ->check(Positive());
+  cmd->add_option("--max-chord", o->maxChord, "Longest chord allowed (map units)")->check(Positive());
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"simplify", wkbUnknown, VertexFields()};
+      return RunPerFeature(o->common, shape, [o](Geometry const& g) {
+        return WithCounts(g, EachRing(g, [&](Ring& r, bool) { Math::PolyApprox(r, o->tolerance, o->maxChord); }));
+      });
+    };
+  });
+}
+
+void AddSmooth(CLI::App& app, Runner& run) {
+  struct Opts {
+    CommonOptions common;
+    int iterations = 1;
+  };
+  auto o = std::make_shared<Opts>();
+  CLI::App* cmd = app.add_subcommand("smooth", "Smooth lines and polygon rings");
+  cmd->footer("Example: kmath smooth contours.gpkg smooth.gpkg --iterations 3");
+  AddCommonOptions(*cmd, o->common);
+  cmd->add_option("-n,--iterations", o->iterations, "Passes of three-point (1/4, 1/2, 1/4) smoothing")
+      ->check(CLI::Range(1, 1000));
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"smooth", wkbUnknown, VertexFields()};
+      return RunPerFeature(o->common, shape, [o](Geometry const& g) {
+        return WithCounts(g, EachRing(g, [&](Ring& r, bool) {
+                            for (int i = 0; i < o->iterations; ++i) Math::GaussSmoothing(r);
+                          }));
+      });
+    };
+  });
+}
+
+void AddDensify(CLI::App& app, Runner& run) {
+  struct Opts {
+    CommonOptions common;
+    double step = 1.0;
+  };
+  auto o = std::make_shared<Opts>();
+  CLI::App* cmd = app.add_subcommand("densify", "Resample lines and rings at an even spacing");
+  cmd->footer("Example: kmath densify roads.gpkg dense.gpkg --step 2");
+  AddCommonOptions(*cmd, o->common);
+  cmd->add_option("-s,--step", o->step, "Spacing of the new vertices (map units)")
+      ->required()
+      ->check(Positive());
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"densify", wkbUnknown, VertexFields()};
+      return RunPerFeature(o->common, shape, [o](Geometry const& g) {
+        std::size_t const estimate = static_cast<std::size_t>(1 + [&] {
+          double len = 0;
+          for (auto const& part : g.parts)
+            for (auto const& ring : part) len += Length(ring);
+          return len / o->step;
+        }());
+        if (estimate > 100000000)
+          return FeatureResult::Error("the step would make " + std::to_string(estimate) + " vertices");
+        return WithCounts(g, EachRing(g, [&](Ring& r, bool) { Math::PolyResample(r, o->step); }));
+      });
+    };
+  });
+}
+
+void AddHull(CLI::App& app, Runner& run) {
+  auto o = std::make_shared<CommonOptions>();
+  CLI::App* cmd = app.add_subcommand("hull", "Convex hull of each feature, as a polygon");
+  cmd->footer("Example: kmath hull parcels.gpkg hulls.gpkg");
+  AddCommonOptions(*cmd, *o);
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"hull", wkbPolygon, {}};
+      return RunPerFeature(*o, shape, [](Geometry const& g) {
+        std::vector<CPointD> pts = AllPoints(g);
+        Math::ConvexHull(pts);
+        Geometry out;
+        out.kind = GeomKind::Polygon;
+        if (pts.size() >= 4) out.parts.push_back({std::move(pts)});
+        return FeatureResult::One(std::move(out));
+      });
+    };
+  });
+}
+
+void AddCircle(CLI::App& app, Runner& run) {
+  struct Opts {
+    CommonOptions common;
+    double tolerance = 0.1;
+  };
+  auto o = std::make_shared<Opts>();
+  CLI::App* cmd = app.add_subcommand("circle", "Fit a circle to each polygon's outer ring (or closed line)");
+  cmd->footer("Example: kmath circle coins.gpkg circles.gpkg --tolerance 0.05");
+  AddCommonOptions(*cmd, o->common);
+  cmd->add_option("-t,--tolerance", o->tolerance, "Largest distance of the output polygon from the circle")
+      ->check(Positive());
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"circle",
+                         wkbPolygon,
+                         {{"kmath_cx", OFTReal}, {"kmath_cy", OFTReal}, {"kmath_radius", OFTReal}, {"kmath_rms", OFTReal}}};
+      return RunPerFeature(o->common, shape, [o](Geometry const& g) {
+        if (g.parts.empty()) return FeatureResult::Error("empty geometry");
+        Ring ring = g.parts[0][0];
+        if (g.kind == GeomKind::Polygon && !ring.empty() && !IsClosed(ring)) ring.push_back(ring.front());
+        Math::CCircleReduce::CResult const c = Math::CCircleReduce(Math::poly_base<CPointD>(ring));
+        if (!c.bValid) return FeatureResult::Error("no circle fits (needs a closed ring of three or more points)");
+        CPointD const centre = c.ptCenter;
+        double const radius = c.dRadius, rms = c.dDeviation;
+        std::vector<CPointD> poly;
+        if (!Math::CircleToPoly(poly, centre, radius, o->tolerance, 100000))
+          return FeatureResult::Error("the fitted circle cannot be drawn");
+        Geometry out;
+        out.kind = GeomKind::Polygon;
+        out.parts.push_back({std::move(poly)});
+        return FeatureResult::One(std::move(out), {centre.x, centre.y, radius, rms});
+      });
+    };
+  });
+}
+
+void AddMeasure(CLI::App& app, Runner& run) {
+  auto o = std::make_shared<CommonOptions>();
+  CLI::App* cmd = app.add_subcommand(
+      "measure", "Shape measures as attributes: area, length, centroid, orientation, eccentricity, Hu invariants");
+  cmd->footer("Example: kmath measure buildings.gpkg measured.gpkg");
+  AddCommonOptions(*cmd, *o);
+  cmd->callback([o, &run] {
+    run = [o] {
+      std::vector<FieldSpec> fields{{"kmath_area", OFTReal},        {"kmath_length", OFTReal},
+                                    {"kmath_cx", OFTReal},          {"kmath_cy", OFTReal},
+                                    {"kmath_orientation", OFTReal}, {"kmath_eccentricity", OFTReal}};
+      for (int i = 1; i <= 7; ++i) fields.push_back({"kmath_hu" + std::to_string(i), OFTReal});
+      CommandShape shape{"measure", wkbUnknown, fields};
+      return RunPerFeature(*o, shape, [](Geometry const& g) {
+        double length = 0;
+        for (auto const& part : g.parts)
+          for (auto const& ring : part) length += Length(ring);
+        std::vector<AttrValue> attrs;
+        attrs.emplace_back(PolygonArea(g));
+        attrs.emplace_back(length);
+        // Moments of the whole area: outer rings add, holes subtract, so sum
+        // the raw moments of every ring with the sign of its role.
+        Math::CRawMoments sum(static_cast<unsigned char>(3));
+        bool any = false;
+        if (g.kind == GeomKind::Polygon) {
+          for (auto const& part : g.parts)
+            for (std::size_t r = 0; r < part.size(); ++r) {
+              Ring ring = part[r];
+              if (!IsClosed(ring) && !ring.empty()) ring.push_back(ring.front());
+              Math::CRawMoments const m(ring.data(), static_cast<unsigned>(ring.size()));
+              if (!m.IsValid()) continue;
+              double const s = r == 0 ? 1.0 : -1.0;
+              sum.m00 += s * m.m00, sum.m10 += s * m.m10, sum.m01 += s * m.m01;
+              sum.m20 += s * m.m20, sum.m11 += s * m.m11, sum.m02 += s * m.m02;
+              sum.m30 += s * m.m30, sum.m21 += s * m.m21, sum.m12 += s * m.m12, sum.m03 += s * m.m03;
+              any = true;
+            }
+        }
+        if (any && sum.IsValid()) {
+          Math::CRCMoments const rc(sum);
+          CPointD const c = rc.Centroid();
+          for (double v : {c.x, c.y, rc.Orientation(), rc.Eccentricity()}) attrs.emplace_back(v);
+          Math::CHuMoments const hu(rc);
+          for (double h : hu.h) attrs.push_back(h);
+        } else {
+          // Lines and points: the centroid of the vertices, no area measures.
+          std::vector<CPointD> const pts = AllPoints(g);
+          double cx = 0, cy = 0;
+          for (CPointD const& p : pts) cx += p.x, cy += p.y;
+          double const n = pts.empty() ? std::numeric_limits<double>::quiet_NaN() : static_cast<double>(pts.size());
+          for (double v : {cx / n, cy / n}) attrs.emplace_back(v);
+          attrs.resize(attrs.size() + 2 + 7);  // no orientation, eccentricity or Hu invariants
+        }
+        return FeatureResult::One(g, std::move(attrs));
+      });
+    };
+  });
+}
+
+}  // namespace
+
+void AddShapeCommands(CLI::App& app, Runner& run) {
+  AddSimplify(app, run);
+  AddSmooth(app, run);
+  AddDensify(app, run);
+  AddHull(app, run);
+  AddCircle(app, run);
+  AddMeasure(app, run);
+}
+
+}  // namespace kmath_tool
