@@ -19,5 +19,7 @@ void AddShapeCommands(CLI::App& app, Runner& run);
 void AddPolygonCommands(CLI::App& app, Runner& run);
 // georef
 void AddGeorefCommands(CLI::App& app, Runner& run);
+// trace
+void AddRasterCommands(CLI::App& app, Runner& run);
 
 }  // namespace kmath_tool

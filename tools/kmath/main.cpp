@@ -22,6 +22,7 @@ int main(int argc, char** argv) {
   kmath_tool::AddShapeCommands(app, run);
   kmath_tool::AddPolygonCommands(app, run);
   kmath_tool::AddGeorefCommands(app, run);
+  kmath_tool::AddRasterCommands(app, run);
 
   GDALAllRegister();
   // GDAL's own messages would repeat ours; the last one is folded into the
