@@ -76,8 +76,11 @@ def convex_hull(geom):
 
 
 def to_arrays_all(geom):
+    """Every vertex array of any geometry, points included."""
     if geom is None or geom.is_empty:
         return []
+    if geom.geom_type == "Point":
+        return [_xy([geom.coords[0]])]
     if hasattr(geom, "geoms"):
         return [a for g in geom.geoms for a in to_arrays_all(g)]
     return to_arrays(geom)
