@@ -1,0 +1,107 @@
+"""kmath operations on Shapely geometries.
+
+LineString and LinearRing map to (n, 2) arrays, Polygon to its exterior and
+interior rings; coordinates pass through bit for bit (only x and y: a z is
+dropped). Multi-part geometries are handled part by part.
+"""
+
+import numpy as np
+from shapely.geometry import (GeometryCollection, LinearRing, LineString, MultiLineString,
+                              MultiPolygon, Polygon, shape)
+
+from . import _kmath
+
+__all__ = ["simplify", "square", "convex_hull", "to_arrays", "from_arrays", "apply", "GeoSeriesOps"]
+
+
+def _xy(coords):
+    return np.ascontiguousarray(np.asarray(coords, dtype=np.float64)[:, :2])
+
+
+def to_arrays(geom):
+    """The rings (Polygon: exterior first) or the line of a single geometry."""
+    if isinstance(geom, Polygon):
+        return [_xy(geom.exterior.coords)] + [_xy(r.coords) for r in geom.interiors]
+    if isinstance(geom, (LineString, LinearRing)):
+        return [_xy(geom.coords)]
+    raise TypeError(f"expected a LineString, LinearRing or Polygon, got {geom.geom_type}")
+
+
+def from_arrays(kind, arrays):
+    """Rebuilds a geometry of the given kind ('Polygon', 'LineString', 'LinearRing')."""
+    if kind == "Polygon":
+        if len(arrays) == 0 or len(arrays[0]) < 4:
+            return Polygon()
+        return Polygon(arrays[0], [a for a in arrays[1:] if len(a) >= 4])
+    if kind == "LinearRing":
+        return LinearRing(arrays[0])
+    return LineString(arrays[0]) if len(arrays[0]) >= 2 else LineString()
+
+
+def apply(geom, ring_op):
+    """Applies ring_op (an (n, 2) array -> (m, 2) array) to every ring or line of geom."""
+    if geom is None or geom.is_empty:
+        return geom
+    if isinstance(geom, MultiPolygon):
+        parts = [apply(p, ring_op) for p in geom.geoms]
+        return MultiPolygon([p for p in parts if not p.is_empty])
+    if isinstance(geom, MultiLineString):
+        return MultiLineString([apply(p, ring_op) for p in geom.geoms])
+    if isinstance(geom, GeometryCollection):
+        return GeometryCollection([apply(p, ring_op) for p in geom.geoms])
+    return from_arrays(geom.geom_type, [ring_op(a) for a in to_arrays(geom)])
+
+
+def simplify(geom, tolerance, max_chord=None):
+    """kmath.simplify on every ring or line of geom (see kmath.simplify)."""
+    if max_chord is None:
+        return apply(geom, lambda a: _kmath.simplify(a, tolerance))
+    return apply(geom, lambda a: _kmath.simplify(a, tolerance, max_chord))
+
+
+def square(geom, tolerance, **kwargs):
+    """Squares every ring of a polygon (kmath.square); refused rings stay as they are."""
+    if not hasattr(_kmath, "square"):
+        raise NotImplementedError("this build of kmath has no squaring")
+    return apply(geom, lambda a: _kmath.square(a, tolerance, **kwargs))
+
+
+def convex_hull(geom):
+    """The convex hull of all vertices of geom as a Polygon."""
+    pts = [a for a in to_arrays_all(geom)]
+    if not pts:
+        return Polygon()
+    hull = _kmath.convex_hull(np.concatenate(pts))
+    return Polygon(hull) if len(hull) >= 4 else Polygon()
+
+
+def to_arrays_all(geom):
+    """Every vertex array of any geometry, points included."""
+    if geom is None or geom.is_empty:
+        return []
+    if geom.geom_type == "Point":
+        return [_xy([geom.coords[0]])]
+    if hasattr(geom, "geoms"):
+        return [a for g in geom.geoms for a in to_arrays_all(g)]
+    return to_arrays(geom)
+
+
+class GeoSeriesOps:
+    """Maps a kmath operation over a GeoPandas GeoSeries (or any iterable of
+    geometries), keeping the index: GeoSeriesOps(series).simplify(1.0)."""
+
+    def __init__(self, series):
+        self._s = series
+
+    def _map(self, fn):
+        import geopandas
+        return geopandas.GeoSeries([fn(g) for g in self._s], index=self._s.index, crs=self._s.crs)
+
+    def simplify(self, tolerance, max_chord=None):
+        return self._map(lambda g: simplify(g, tolerance, max_chord))
+
+    def square(self, tolerance, **kwargs):
+        return self._map(lambda g: square(g, tolerance, **kwargs))
+
+    def convex_hull(self):
+        return self._map(convex_hull)
