@@ -122,8 +122,10 @@ def test_georef_fits_and_reports(run, tmp_path):
     assert residuals.max() < 1e-6, proc.stderr
     run("georef", "--points", csv, "--model", "affine", "--world-file", tmp_path / "w.tfw", "-q")
     tfw = np.loadtxt(tmp_path / "w.tfw")
-    # Pixel centre of pixel (0, 0) is (0.5, 0.5) in corner coordinates.
-    np.testing.assert_allclose(tfw[4:], A @ [0.5, 0.5] + [440000.0, 4600000.0], rtol=1e-12)
+    # The record names the centre of the first pixel; the half-pixel shift
+    # uses the pixel sizes only (C = a/2 + c, F = e/2 + f).
+    np.testing.assert_allclose(tfw[4:], [A[0, 0] / 2 + 440000.0, A[1, 1] / 2 + 4600000.0], rtol=1e-12)
+    np.testing.assert_allclose(tfw[:4], [A[0, 0], A[1, 0], A[0, 1], A[1, 1]], rtol=1e-9)
 
 
 def test_trace_finds_the_lake_in_its_own_coordinates(run, tmp_path):
@@ -139,7 +141,8 @@ def test_trace_finds_the_lake_in_its_own_coordinates(run, tmp_path):
         a = xy(rings[0][0])
         assert (a[:, 0] >= x0 - 1e-6).all() and (a[:, 0] <= x1 + 1e-6).all()
         assert (a[:, 1] >= y0 - 1e-6).all() and (a[:, 1] <= y1 + 1e-6).all()
-    srs = ogr.Open(str(out)).GetLayer(0).GetSpatialRef()
+    out_ds = ogr.Open(str(out))  # keep the dataset alive while its layer is used
+    srs = out_ds.GetLayer(0).GetSpatialRef()
     assert srs is not None and srs.IsSame(ds.GetSpatialRef())
 
 

@@ -24,7 +24,20 @@ int main(int argc, char** argv) {
   kmath_tool::AddGeorefCommands(app, run);
   kmath_tool::AddRasterCommands(app, run);
 
+  // A first argument that is neither an option nor a subcommand would only
+  // get CLI11's "A subcommand is required"; name it instead.
+  if (argc > 1 && argv[1][0] != '-') {
+    bool known = false;
+    for (CLI::App const* sub : app.get_subcommands({})) known = known || sub->check_name(argv[1]);
+    if (!known) {
+      std::fprintf(stderr, "kmath: unknown subcommand '%s' (kmath --help lists them)\n", argv[1]);
+      return 2;
+    }
+  }
+
   GDALAllRegister();
+  // Coordinates written as text (CSV's WKT) keep every bit of the double.
+  CPLSetConfigOption("OGR_WKT_PRECISION", "17");
   // GDAL's own messages would repeat ours; the last one is folded into the
   // error kmath prints.
   CPLPushErrorHandler(CPLQuietErrorHandler);

@@ -196,6 +196,8 @@ VectorWriter::VectorWriter(std::string const& path, std::string const& format, s
 
   char** layerOptions = nullptr;
   if (driverName == "CSV") layerOptions = CSLSetNameValue(layerOptions, "GEOMETRY", "AS_WKT");
+  // FlatGeobuf's spatial index reorders the features; keep the input order.
+  if (driverName == "FlatGeobuf") layerOptions = CSLSetNameValue(layerOptions, "SPATIAL_INDEX", "NO");
   std::unique_ptr<OGRSpatialReference, void (*)(OGRSpatialReference*)> srsCopy(
       srs ? srs->Clone() : nullptr, [](OGRSpatialReference* s) {
         if (s) s->Release();
