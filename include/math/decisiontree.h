@@ -47,6 +47,10 @@ struct KMATH_API DTC_traits {
   // NaN scores rank last.
   static void SortResult(CResult& result);
 
+  // Decision nodes let go of their children one at a time, not by nested
+  // destructors, so dropping a tree thousands of levels deep cannot run out
+  // of stack.
+
   // A node of a tree. Virtual slots after the destructor: IsLeaf, Result,
   // Next.
   class KMATH_API CBaseNode : public Kcls::CRcSimple {
@@ -66,6 +70,7 @@ struct KMATH_API DTC_traits {
   class KMATH_API CFloatNode : public CBaseNode {
    public:
     CFloatNode(CFeature feature, CValue threshold, Kcls::CRcPtr<CBaseNode> less, Kcls::CRcPtr<CBaseNode> notLess);
+    ~CFloatNode() override;
     bool IsLeaf() const override { return false; }
     void Result(CResult&) const override {}
     CBaseNode* Next(std::vector<CValue> const& values) const override;
@@ -84,6 +89,7 @@ struct KMATH_API DTC_traits {
    public:
     // children.size() must equal feature.options.size().
     COptionNode(CFeature feature, std::vector<Kcls::CRcPtr<CBaseNode>> children);
+    ~COptionNode() override;
     bool IsLeaf() const override { return false; }
     void Result(CResult&) const override {}
     CBaseNode* Next(std::vector<CValue> const& values) const override;

@@ -35,6 +35,33 @@ DTC_traits::CBaseNode* Share(CNodePtr const& p) {
 
 unsigned short const kLeaf = 0xFFFF;
 
+// Children of the nodes now being destroyed on this thread. Destroying a
+// node that is the last holder of its child would destroy the child inside
+// the parent's destructor, one nested call per level; instead the child is
+// parked here and released by the loop at the bottom of the first call.
+thread_local std::vector<CNodePtr>* t_dying = nullptr;
+
+void Bury(CNodePtr& child) {
+  if (!child) return;
+  if (child->RefCount() > 1) {  // others still hold it: no cascade follows
+    child.reset();
+    return;
+  }
+  if (t_dying != nullptr) {
+    t_dying->push_back(std::move(child));
+    return;
+  }
+  std::vector<CNodePtr> dying;
+  t_dying = &dying;
+  dying.push_back(std::move(child));
+  while (!dying.empty()) {
+    CNodePtr last = std::move(dying.back());
+    dying.pop_back();
+    last.reset();  // may park that node's children in `dying`
+  }
+  t_dying = nullptr;
+}
+
 }  // namespace
 
 bool DTC_traits::Less(CFeature const& f, CValue const& a, CValue const& b) {
@@ -56,6 +83,11 @@ DTC_traits::CFloatNode::CFloatNode(CFeature feature, CValue threshold, Kcls::CRc
                                    Kcls::CRcPtr<CBaseNode> notLess)
     : m_feature(std::move(feature)), m_threshold(threshold), m_less(std::move(less)), m_notLess(std::move(notLess)) {}
 
+DTC_traits::CFloatNode::~CFloatNode() {
+  Bury(m_less);
+  Bury(m_notLess);
+}
+
 DTC_traits::CBaseNode* DTC_traits::CFloatNode::Next(std::vector<CValue> const& values) const {
   if (m_feature.index >= values.size()) return nullptr;
   return Share(Less(m_feature, values[m_feature.index], m_threshold) ? m_less : m_notLess);
@@ -63,6 +95,10 @@ DTC_traits::CBaseNode* DTC_traits::CFloatNode::Next(std::vector<CValue> const& v
 
 DTC_traits::COptionNode::COptionNode(CFeature feature, std::vector<Kcls::CRcPtr<CBaseNode>> children)
     : m_feature(std::move(feature)), m_children(std::move(children)) {}
+
+DTC_traits::COptionNode::~COptionNode() {
+  for (auto& child : m_children) Bury(child);
+}
 
 DTC_traits::CBaseNode* DTC_traits::COptionNode::Next(std::vector<CValue> const& values) const {
   if (m_feature.index >= values.size()) return nullptr;

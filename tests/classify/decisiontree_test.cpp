@@ -229,3 +229,21 @@ TEST(CDecisionTree, RandomTreesAgreeWithAWalkOfTheirNodeList) {
     }
   }
 }
+
+TEST(CDecisionTree, ChainsThreeHundredThousandDeepBuildClassifyAndDie) {
+  // Each level: "values[0] < level" sends smaller values to a leaf naming
+  // the level, the rest further down.
+  int const depth = 300000;
+  CDecisionTree::CNodeList nodes;
+  for (int k = 0; k < depth; ++k) {
+    nodes.push_back({0, {double(k)}});
+    nodes.push_back({kLeaf, {double(k % 65536), 1.0}});
+  }
+  nodes.push_back({kLeaf, {7.0, 0.5}});
+  auto tree = std::make_unique<CDecisionTree>(nodes, Features{{0, {}}});
+  EXPECT_EQ(tree->Classify({V(76543.5)}), (Result{{76544 % 65536, 1.0}}));
+  EXPECT_EQ(tree->Classify({V(1e9)}), (Result{{7, 0.5}}));
+  CDecisionTree const copy(*tree);
+  tree.reset();  // the copy still holds every node
+  EXPECT_EQ(copy.Classify({V(-1.0)}), (Result{{0, 1.0}}));
+}
