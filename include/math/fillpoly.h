@@ -167,7 +167,8 @@ class KMATH_API CCircleBuilder2 {
  public:
   CCircleBuilder2() = default;
   void Init(CPoint const& center, int radius);
-  // Restarts the walk and returns its first pixel, (cx + r, cy).
+  // Restarts the walk and returns its first pixel, (cx + r, cy); the centre
+  // for a radius rejected as out of range.
   CPoint GetHead();
   // The next pixel different from the previous one; 0 when the lap's
   // budget is spent.
