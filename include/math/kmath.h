@@ -19,3 +19,7 @@
 #include <math/smoothing.h>
 
 #include <math/polygon.h>
+
+#include <math/fillpoly.h>
+
+#include <math/decisiontree.h>

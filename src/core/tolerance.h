@@ -31,6 +31,12 @@ inline constexpr double kGrid = 0.001;
 // are skipped.
 inline constexpr double kHullSkipRel = 1e-9;
 
+// Longest axis run a digital segment traces: twice it, the Bresenham error
+// step, must fit in an int.
+inline constexpr long long kMaxSegmentRun = (1LL << 30) - 1;
+// Largest radius the doubled-grid circle traces: (2r)^2 must fit in an int.
+inline constexpr int kMaxTraceRadius = 23170;
+
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }
 // "a <= b within t": a near-tie counts as not larger.
