@@ -193,3 +193,45 @@ def test_help_and_version(run):
     for sub in ("simplify", "trace", "georef", "clip", "measure"):
         assert sub in top
         assert "Example" in run(sub, "--help").stdout
+
+
+def polygon_area(ring):
+    a = np.array(ring)[:, :2]
+    return 0.5 * abs(np.dot(a[:-1, 0], a[1:, 1]) - np.dot(a[1:, 0], a[:-1, 1]))
+
+
+def test_trace_gives_back_rasterised_polygons(run, buildings, tmp_path):
+    pixel = 0.25
+    run("rasterize", buildings, tmp_path / "b.tif", "-r", pixel, "-q")
+    run("trace", tmp_path / "b.tif", tmp_path / "t.gpkg", "--min-area", "2", "-q")
+    traced = [(props, rings[0][0]) for props, rings in features(tmp_path / "t.gpkg")]
+    truth = [r if r[0] == r[-1] else r + [r[0]] for r in read_xy("london_buildings.xy")]
+    # Pair each truth polygon with the traced outline holding its centroid.
+    ring_of = {}
+    for k, ring in enumerate(truth):
+        c = np.array(ring[:-1]).mean(axis=0)
+        for props, outline in traced:
+            if kmath.contains([np.array(outline)[:, :2]], c[None, :])[0]:
+                ring_of[k] = (props, outline)
+                break
+    assert len(ring_of) >= 0.9 * len(truth)
+    for k, (props, outline) in ring_of.items():
+        ring = np.array(truth[k])
+        perimeter = np.hypot(*np.diff(ring, axis=0).T).sum()
+        # Touching buildings trace as one region: compare only lone ones.
+        if sum(1 for j, (_, o) in ring_of.items() if o is outline) > 1:
+            continue
+        assert abs(props["kmath_area"] - polygon_area(ring)) <= perimeter * pixel, k
+
+
+def test_rasterize_covers_the_area(run, buildings, tmp_path):
+    pixel = 0.5
+    run("rasterize", buildings, tmp_path / "b.tif", "-r", pixel, "-q")
+    band = gdal.Open(str(tmp_path / "b.tif")).ReadAsArray()
+    rings = [r if r[0] == r[-1] else r + [r[0]] for r in read_xy("london_buildings.xy")]
+    area = sum(polygon_area(r) for r in rings)
+    perimeter = sum(np.hypot(*np.diff(np.array(r), axis=0).T).sum() for r in rings)
+    set_area = (band > 0).sum() * pixel * pixel
+    # Overlapping buildings count once in the raster; the perimeter bounds the rest.
+    assert set_area <= area + perimeter * pixel
+    assert set_area >= area - perimeter * pixel - 0.01 * area

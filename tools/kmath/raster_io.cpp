@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+
+#include <unistd.h>
 
 #include "vector_io.h"
 
@@ -37,6 +40,51 @@ CPointD RasterSource::ToWorld(CPointD const& px) const {
 
 double RasterSource::PixelSize() const {
   return 0.5 * (std::hypot(m_gt[1], m_gt[4]) + std::hypot(m_gt[2], m_gt[5]));
+}
+
+void WriteByteRaster(std::string const& path, std::vector<unsigned char> const& pixels, int width, int height,
+                     double const gt[6], OGRSpatialReference const* srs) {
+  namespace fs = std::filesystem;
+  std::string ext = fs::path(path).extension().string();
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  bool const png = ext == ".png";
+  if (!png && ext != ".tif" && ext != ".tiff") throw ToolError(path + ": write .tif or .png");
+  fs::path const target(path);
+  fs::path dir = target.parent_path().empty() ? fs::path(".") : target.parent_path();
+  if (!fs::is_directory(dir)) throw ToolError(path + ": the folder " + dir.string() + " does not exist");
+  std::string templ = (dir / ".kmath-tmp-XXXXXX").string();
+  if (!mkdtemp(templ.data())) throw ToolError(path + ": cannot create a temporary folder");
+  fs::path const tmpDir(templ);
+  auto cleanup = [&] {
+    std::error_code ec;
+    fs::remove_all(tmpDir, ec);
+  };
+  try {
+    GDALDriver* mem = GetGDALDriverManager()->GetDriverByName("MEM");
+    GDALDriver* out = GetGDALDriverManager()->GetDriverByName(png ? "PNG" : "GTiff");
+    if (!mem || !out) throw ToolError(path + ": GDAL lacks the driver");
+    std::unique_ptr<GDALDataset, void (*)(GDALDataset*)> ds(mem->Create("", width, height, 1, GDT_Byte, nullptr),
+                                                           [](GDALDataset* d) { GDALClose(d); });
+    ds->SetGeoTransform(const_cast<double*>(gt));
+    if (srs) ds->SetSpatialRef(srs);
+    if (ds->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, const_cast<unsigned char*>(pixels.data()), width,
+                                       height, GDT_Byte, 0, 0) != CE_None)
+      throw ToolError(path + ": cannot fill the raster");
+    char** options = png ? CSLSetNameValue(nullptr, "WORLDFILE", "YES") : CSLSetNameValue(nullptr, "COMPRESS", "DEFLATE");
+    std::string const tmpPath = (tmpDir / target.filename()).string();
+    GDALDataset* copy = out->CreateCopy(tmpPath.c_str(), ds.get(), FALSE, options, nullptr, nullptr);
+    CSLDestroy(options);
+    if (!copy) throw ToolError(path + ": cannot write" + std::string(": ") + CPLGetLastErrorMsg());
+    GDALClose(copy);
+    for (auto const& entry : fs::directory_iterator(tmpDir)) {
+      // GDAL's PNG side files (.aux.xml for the spatial reference) travel too.
+      fs::rename(entry.path(), dir / entry.path().filename());
+    }
+  } catch (...) {
+    cleanup();
+    throw;
+  }
+  cleanup();
 }
 
 double OtsuThreshold(std::vector<double> const& values, double lo, double hi) {

@@ -53,6 +53,12 @@ class RasterSource {
   bool m_hasGt = false;
 };
 
+// Writes a one-band 8-bit raster (format from the extension: .tif GeoTIFF,
+// .png PNG with a world file) through a temporary file beside the target,
+// renamed on success. gt is GDAL's geotransform.
+void WriteByteRaster(std::string const& path, std::vector<unsigned char> const& pixels, int width, int height,
+                     double const gt[6], OGRSpatialReference const* srs);
+
 // Otsu's threshold of 8-bit-binned values: the bin edge that maximises the
 // between-class variance.
 double OtsuThreshold(std::vector<double> const& values, double lo, double hi);
