@@ -17,5 +17,6 @@
 #include <math/curveinfo.h>
 #include <math/polyapprox.h>
 #include <math/smoothing.h>
+#include <math/polydir.h>
 
 #include <math/polygon.h>

@@ -31,6 +31,21 @@ inline constexpr double kGrid = 0.001;
 // are skipped.
 inline constexpr double kHullSkipRel = 1e-9;
 
+// The step of a pixel trace: the direction functions straighten a polyline
+// at its median edge length, never more than this, so a staircase does not
+// count as directions while vector detail above a pixel survives.
+inline constexpr double kTraceStep = 1.0;
+// Sine of the angle below which two fitted runs count as parallel: their
+// intersection would move by 20 times any error across them, so they are
+// joined by a step instead.
+inline constexpr double kParallelSine = 0.05;
+// Depth, in deviation tolerances, of a corner cut that PolyBroken treats as
+// a trace's bevel rather than a side of the shape.
+inline constexpr double kBevelDepth = 2.0;
+// PolyBroken2's minimum run length in deviation tolerances: shorter runs turn
+// by more than the tolerance lets one step bend a line.
+inline constexpr double kBrokenRunFactor = 3.0;
+
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }
 // "a <= b within t": a near-tie counts as not larger.
