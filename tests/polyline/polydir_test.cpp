@@ -148,20 +148,28 @@ std::vector<Pair> const& Footprints() {
 
 // ---- dominant direction ----
 
+// The truth's axis averages the footprint's sides that lie near it, and real
+// footprints have sides a few degrees off square: a resolution of 8 degrees
+// lets the same sides vote.
 TEST(PolyBaseDir, FindsTheAxesOfTracedFootprints) {
   std::map<std::string, std::pair<int, int>> hits;  // setting -> (within 1 degree, all)
   for (Pair const& p : Footprints()) {
-    double const a = Math::PolyBaseDir(p.traced.data(), static_cast<unsigned>(p.traced.size()), 3.0 * kDeg);
+    double const a = Math::PolyBaseDir(p.traced.data(), static_cast<unsigned>(p.traced.size()), 8.0 * kDeg);
     bool const ok = AngleGap(a, p.rot * kDeg, 0.5 * kPi) <= 1.0 * kDeg;
     auto& h = hits[p.setting];
     h.first += ok;
     ++h.second;
   }
+  int good = 0, all = 0;
   for (auto const& [setting, h] : hits) {
-    double const share = 100.0 * h.first / h.second;
-    std::printf("PolyBaseDir %s: %.1f %% within 1 degree (%d of %d)\n", setting.c_str(), share, h.first, h.second);
-    if (setting != "12px") EXPECT_GE(share, 95.0) << setting;
+    std::printf("PolyBaseDir %s: %.1f %% within 1 degree (%d of %d)\n", setting.c_str(), 100.0 * h.first / h.second,
+                h.first, h.second);
+    if (setting == "12px") continue;
+    good += h.first;
+    all += h.second;
+    EXPECT_GE(h.first, 0.9 * h.second) << setting;
   }
+  EXPECT_GE(good, 0.95 * all);
 }
 
 TEST(PolyBaseDir, ExactOnCleanOutlinesModuloNinetyDegrees) {
@@ -239,12 +247,14 @@ TEST(PolyBroken, PutsCornersOfRasterisedPolygonsWithinHalfAPixel) {
         good += ok;
         ++all;
         if (ok) worstSeen = std::max(worstSeen, worst);
-        if (!ok) std::printf("DBG size %g k %d changed %d count %zu worst %g\n", size, k, changed, result.size() - 1, worst);
       }
   std::printf("PolyBroken squares and triangles: %d of %d match, worst matched corner %.3f px\n", good, all, worstSeen);
   EXPECT_GE(good, 0.9 * all);
 }
 
+// Real footprints keep notches of a few pixels whose corners a 1-pixel
+// tolerance cannot resolve, so fewer of them come out whole than of the
+// clean polygons above; the floor guards against losing what works.
 TEST(PolyBroken, RecoversFootprintCorners) {
   std::map<std::string, std::pair<int, int>> hits;
   for (Pair const& p : Footprints()) {
@@ -258,9 +268,198 @@ TEST(PolyBroken, RecoversFootprintCorners) {
     ++h.second;
   }
   for (auto const& [setting, h] : hits)
+  {
     std::printf("PolyBroken footprints %s: %.1f %% corners within 0.5 px (%d of %d)\n", setting.c_str(),
                 100.0 * h.first / h.second, h.first, h.second);
+    EXPECT_GE(h.first, 0.5 * h.second) << setting;
+  }
 }
+
+TEST(PolyBroken, OpenLineMeetsAtTheFittedCornerAndKeepsOrProjectsItsEnds) {
+  // Two exact legs, along y = 0 and x = 20, whose corner the trace cut with
+  // a bevel: the corner is the legs' crossing (20, 0), which is no vertex.
+  Pts p;
+  for (int i = 0; i <= 18; ++i) p.push_back({static_cast<double>(i), 0.0});
+  p.push_back({19.5, 0.5});
+  for (int j = 2; j <= 20; ++j) p.push_back({20.0, static_cast<double>(j)});
+  p.front().y = 0.3;  // a stray first point, kept or projected
+  Pts kept = p, projected = p;
+  ASSERT_TRUE(Math::PolyBroken(kept, 0.5, 5.0, false, true));
+  ASSERT_TRUE(Math::PolyBroken(projected, 0.5, 5.0, false, false));
+  ASSERT_EQ(kept.size(), 3u);
+  ASSERT_EQ(projected.size(), 3u);
+  EXPECT_TRUE(Same({kept[0]}, {p.front()}) && Same({kept[2]}, {p.back()}));
+  EXPECT_LT(Dist(kept[1], {20.0, 0.0}), 1e-9);
+  EXPECT_LT(Dist(projected[0], {0.0, 0.0}), 1e-9);
+  EXPECT_LT(Dist(projected[2], {20.0, 20.0}), 1e-9);
+  // A ring given without its closing point is closed all the same.
+  Pts sq = {{0, 0}, {10, 0}, {10, 10}, {0, 10}};
+  ASSERT_TRUE(Math::PolyBroken2(sq, 0.5, true, false));
+  ASSERT_EQ(sq.size(), 5u);
+  EXPECT_TRUE(Same({sq.front()}, {sq.back()}));
+  for (CPointD c : {CPointD{0, 0}, CPointD{10, 0}, CPointD{10, 10}, CPointD{0, 10}})
+    EXPECT_TRUE(std::any_of(sq.begin(), sq.end(), [&](CPointD q) { return Dist(q, c) < 1e-9; }));
+}
+
+TEST(PolyBroken, BadInputLeavesThePolylineUnchanged) {
+  Pts const line = {{0, 0}, {5, 0.1}, {10, 0}, {10, 10}};
+  struct Case { char const* name; Pts poly; double tol, run; bool closed; };
+  Case const cases[] = {
+      {"empty", {}, 1.0, 3.0, false},
+      {"one point", {{1, 1}}, 1.0, 3.0, false},
+      {"two-point ring", {{0, 0}, {1, 0}}, 1.0, 3.0, true},
+      {"all points equal", {{2, 2}, {2, 2}, {2, 2}, {2, 2}}, 1.0, 3.0, true},
+      {"NaN coordinate", {{0, 0}, {kNaN, 1}, {10, 0}}, 1.0, 3.0, false},
+      {"infinite coordinate", {{0, 0}, {kInf, 1}, {10, 0}}, 1.0, 3.0, false},
+      {"zero tolerance", line, 0.0, 3.0, false},
+      {"negative tolerance", line, -1.0, 3.0, false},
+      {"NaN tolerance", line, kNaN, 3.0, false},
+      {"negative run", line, 1.0, -1.0, false},
+      {"NaN run", line, 1.0, kNaN, false},
+      {"no run long enough", line, 1.0, 1e9, false},
+  };
+  for (Case const& c : cases) {
+    SCOPED_TRACE(c.name);
+    Pts p = c.poly;
+    EXPECT_FALSE(Math::PolyBroken(p, c.tol, c.run, c.closed, false));
+    EXPECT_TRUE(Same(p, c.poly));
+    if (c.run == 3.0) {
+      EXPECT_FALSE(Math::PolyBroken2(p, c.tol, c.closed, true));
+      EXPECT_TRUE(Same(p, c.poly));
+    }
+  }
+}
+
+TEST(PolyDirections, BadInputGivesTheFailureValue) {
+  Pts const sq = {{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}};
+  struct Case { char const* name; Pts poly; double d; bool null; };
+  Case const cases[] = {
+      {"null pointer", sq, 0.1, true},
+      {"empty", {}, 0.1, false},
+      {"one point", {{1, 2}}, 0.1, false},
+      {"all points equal", {{1, 2}, {1, 2}, {1, 2}}, 0.1, false},
+      {"NaN coordinate", {{0, 0}, {1, kNaN}, {2, 0}}, 0.1, false},
+      {"zero resolution", sq, 0.0, false},
+      {"negative resolution", sq, -0.1, false},
+      {"NaN resolution", sq, kNaN, false},
+      {"resolution beyond a right angle", sq, 2.0, false},
+  };
+  std::vector<std::pair<CPointD, double>> const sentinel = {{{7, 7}, 7.0}};
+  for (Case const& c : cases) {
+    SCOPED_TRACE(c.name);
+    CPointD const* p = c.null ? nullptr : c.poly.data();
+    auto const n = static_cast<unsigned>(c.poly.size());
+    EXPECT_TRUE(AllOnes(Math::PolyBaseDir(p, n, c.d)));
+    auto out = sentinel;
+    Math::PolyDirClusters(p, n, out, c.d);
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_EQ(out[0].second, 7.0);
+  }
+  // A right angle is the widest resolution modulo 90 degrees.
+  EXPECT_FALSE(AllOnes(Math::PolyBaseDir(sq.data(), 5, 0.25 * kPi)));
+  EXPECT_TRUE(AllOnes(Math::PolyBaseDir(sq.data(), 5, 0.25 * kPi + 1e-9)));
+}
+
+// ---- distance profile ----
+
+TEST(PolyDistances, ClosedFormsAndSides) {
+  Pts const b = {{0, 0}, {10, 0}, {10, 0}, {10, 10}};  // a zero-length segment in the middle
+  Pts const a = {{5, 2}, {5, -3}, {12, 5}, {13, -4}, {-3, -4}, {10, 0}, {kNaN, 0}};
+  auto const d = Math::PolyDistances(a, b);
+  ASSERT_EQ(d.size(), a.size());
+  struct Want { double pos, dist; };
+  Want const want[] = {
+      {5.0, 2.0},     // left of the first segment
+      {5.0, -3.0},    // right of it
+      {15.0, -2.0},   // right of the second leg (it runs up x = 10)
+      {10.0, -5.0},   // outside the convex corner: right of both legs
+      {0.0, -5.0},    // before the start: nearest is the first vertex
+      {10.0, 0.0},    // on the corner
+  };
+  for (std::size_t i = 0; i < std::size(want); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_NEAR(d[i].x, want[i].pos, 1e-12);
+    EXPECT_NEAR(d[i].y, want[i].dist, 1e-12);
+  }
+  EXPECT_TRUE(AllOnes(d[6].x) && AllOnes(d[6].y));
+  // Equally near segments: the earliest along b wins.
+  Pts const hairpin = {{0, 0}, {10, 0}, {10, 2}, {0, 2}};
+  auto const h = Math::PolyDistances({{5, 1}}, hairpin);
+  EXPECT_NEAR(h[0].x, 5.0, 1e-12);
+  EXPECT_NEAR(h[0].y, 1.0, 1e-12);
+
+  EXPECT_TRUE(Math::PolyDistances(a, {}).empty());
+  EXPECT_TRUE(Math::PolyDistances({}, b).empty());
+  EXPECT_TRUE(Math::PolyDistances(a, {{0, 0}, {kNaN, 1}}).empty());
+  auto const single = Math::PolyDistances({{3, 4}}, {{0, 0}, {0, 0}});
+  ASSERT_EQ(single.size(), 1u);
+  EXPECT_EQ(single[0].x, 0.0);
+  EXPECT_EQ(single[0].y, 5.0);
+}
+
+// On a counter-clockwise ring, left is inside: the sign of every distance
+// must agree with point-in-polygon.
+TEST(PolyDistances, SignMatchesInsideOnRealRings) {
+  auto const coast = kmath_test::LoadXY("gshhg_h_british_isles.xy");
+  std::mt19937 rng(15);
+  int checked = 0;
+  for (std::size_t k = 0; k < 40 && k < coast.size(); ++k) {
+    Pts const& ring = coast[k].pts;
+    if (!coast[k].IsClosed() || coast[k].Attr("ring") != "outer") continue;
+    double x0 = 1e300, y0 = 1e300, x1 = -1e300, y1 = -1e300;
+    for (CPointD const& p : ring) {
+      x0 = std::min(x0, p.x); y0 = std::min(y0, p.y); x1 = std::max(x1, p.x); y1 = std::max(y1, p.y);
+    }
+    std::uniform_real_distribution<double> ux(x0, x1), uy(y0, y1);
+    Pts a;
+    for (int i = 0; i < 200; ++i) a.push_back({ux(rng), uy(rng)});
+    auto const d = Math::PolyDistances(a, ring);
+    for (std::size_t i = 0; i < a.size(); ++i)
+      if (std::abs(d[i].y) > 1e-9) {
+        EXPECT_EQ(d[i].y > 0, Inside(ring, a[i])) << "ring " << k << " point " << i;
+        ++checked;
+      }
+  }
+  EXPECT_GT(checked, 1000);
+}
+
+#ifdef KMATH_TEST_HAVE_GEOS
+// GEOS measures the same profile unsigned: its distance is |y| and its
+// projection (nearest point's arc length, first segment on ties) is x.
+TEST(PolyDistances, AgreesWithGeosOnContourLines) {
+  GEOSContextHandle_t h = GEOS_init_r();
+  auto line = [&](Pts const& p) {
+    GEOSCoordSequence* s = GEOSCoordSeq_create_r(h, static_cast<unsigned>(p.size()), 2);
+    for (unsigned i = 0; i < p.size(); ++i) GEOSCoordSeq_setXY_r(h, s, i, p[i].x, p[i].y);
+    return GEOSGeom_createLineString_r(h, s);
+  };
+  auto const contours = kmath_test::LoadPolylines("omap_forest_contours.xy");
+  int compared = 0;
+  for (std::size_t k = 0; k + 1 < contours.size(); k += 3) {
+    Pts const& a = contours[k];
+    Pts const& b = contours[k + 1];
+    if (b.size() < 2) continue;
+    auto const d = Math::PolyDistances(a, b);
+    ASSERT_EQ(d.size(), a.size());
+    GEOSGeometry* gb = line(b);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      GEOSCoordSequence* s = GEOSCoordSeq_create_r(h, 1, 2);
+      GEOSCoordSeq_setXY_r(h, s, 0, a[i].x, a[i].y);
+      GEOSGeometry* pt = GEOSGeom_createPoint_r(h, s);
+      double dist = 0.0;
+      GEOSDistance_r(h, gb, pt, &dist);
+      double const pos = GEOSProject_r(h, gb, pt);
+      EXPECT_NEAR(std::abs(d[i].y), dist, 1e-9) << "contour " << k << " vertex " << i;
+      EXPECT_NEAR(d[i].x, pos, 1e-9) << "contour " << k << " vertex " << i;
+      GEOSGeom_destroy_r(h, pt);
+      ++compared;
+    }
+    GEOSGeom_destroy_r(h, gb);
+  }
+  GEOS_finish_r(h);
+  EXPECT_GT(compared, 1000);
+}
+#endif
 
 }  // namespace
 }  // namespace polyline_test
