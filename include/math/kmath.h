@@ -20,3 +20,5 @@
 #include <math/polydir.h>
 
 #include <math/polygon.h>
+
+#include <math/debugdc.h>

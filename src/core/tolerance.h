@@ -46,6 +46,10 @@ inline constexpr double kBevelDepth = 2.0;
 // by more than the tolerance lets one step bend a line.
 inline constexpr double kBrokenRunFactor = 3.0;
 
+// Most points of an arc drawn by the debug drawing: a picture needs no finer
+// curve, and a huge arc under a huge zoom must not exhaust memory.
+inline constexpr int kDebugArcMaxPoints = 4096;
+
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }
 // "a <= b within t": a near-tie counts as not larger.
