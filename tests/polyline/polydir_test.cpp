@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "polyline_test.h"
+#include "test_picture.h"
 
 #ifdef KMATH_TEST_HAVE_GEOS
 #include <geos_c.h>
@@ -159,6 +160,13 @@ TEST(PolyBaseDir, FindsTheAxesOfTracedFootprints) {
     auto& h = hits[p.setting];
     h.first += ok;
     ++h.second;
+    if (!ok && p.setting != "12px") {
+      kmath_test::Picture pic("PolyBaseDir_" + p.setting + "_" + std::to_string(h.second));
+      pic.Polyline("truth", p.truth, kmath_test::kGreen);
+      pic.Polyline("traced", p.traced, kmath_test::kBlue);
+      CPointD const c = p.traced.front(), u{std::cos(a) * 20.0, std::sin(a) * 20.0};
+      pic.Polyline("found_axis", {c - u, c + u}, kmath_test::kRed);
+    }
   }
   int good = 0, all = 0;
   for (auto const& [setting, h] : hits) {
@@ -247,6 +255,12 @@ TEST(PolyBroken, PutsCornersOfRasterisedPolygonsWithinHalfAPixel) {
         good += ok;
         ++all;
         if (ok) worstSeen = std::max(worstSeen, worst);
+        if (!ok) {
+          kmath_test::Picture pic("PolyBroken_regular_" + std::to_string(all));
+          pic.Polyline("traced", traced, kmath_test::kBlue);
+          pic.Polyline("result", result, kmath_test::kRed);
+          pic.Points("true_corners", truth, kmath_test::kGreen);
+        }
       }
   std::printf("PolyBroken squares and triangles: %d of %d match, worst matched corner %.3f px\n", good, all, worstSeen);
   EXPECT_GE(good, 0.9 * all);
@@ -267,8 +281,7 @@ TEST(PolyBroken, RecoversFootprintCorners) {
     h.first += ok;
     ++h.second;
   }
-  for (auto const& [setting, h] : hits)
-  {
+  for (auto const& [setting, h] : hits) {
     std::printf("PolyBroken footprints %s: %.1f %% corners within 0.5 px (%d of %d)\n", setting.c_str(),
                 100.0 * h.first / h.second, h.first, h.second);
     EXPECT_GE(h.first, 0.5 * h.second) << setting;
@@ -451,6 +464,11 @@ TEST(PolyDistances, AgreesWithGeosOnContourLines) {
       double const pos = GEOSProject_r(h, gb, pt);
       EXPECT_NEAR(std::abs(d[i].y), dist, 1e-9) << "contour " << k << " vertex " << i;
       EXPECT_NEAR(d[i].x, pos, 1e-9) << "contour " << k << " vertex " << i;
+      if (std::abs(std::abs(d[i].y) - dist) > 1e-9 || std::abs(d[i].x - pos) > 1e-9) {
+        kmath_test::Picture pic("PolyDistances_contour_" + std::to_string(k) + "_" + std::to_string(i));
+        pic.Polyline("b", b, kmath_test::kBlue);
+        pic.Points("vertex_of_a", {a[i]}, kmath_test::kRed);
+      }
       GEOSGeom_destroy_r(h, pt);
       ++compared;
     }

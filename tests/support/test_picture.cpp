@@ -62,6 +62,16 @@ Picture::~Picture() {
     }
     dc.EndLayer();
   }
+  // A legend in device pixels: one line per item, in its colour.
+  dc.SetTransform(1.0, 1.0, {0.0, 0.0});
+  dc.BeginLayer("legend");
+  double y = 16.0;
+  for (Item const& it : m_items) {
+    dc.SelectObject(Math::CDebugPen{it.color, 1.0});
+    dc.Text({6.0, y}, it.layer, 13.0);
+    y += 16.0;
+  }
+  dc.EndLayer();
 }
 
 }  // namespace kmath_test
