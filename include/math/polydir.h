@@ -44,17 +44,19 @@ KMATH_API void PolyDirClusters(CPointD const* pts, unsigned n, std::vector<std::
 
 // Generalises a traced curve into straight runs meeting at corners placed at
 // the intersection of the runs' fitted lines, not at traced vertices.
-// The runs are the stretches of PolyInflections at deviation `dTolerance`
-// whose chords are at least `dMinRun` long; shorter stretches between them
-// (the bevels a trace cuts at corners) are dropped. Consecutive runs whose
-// points all lie within dTolerance of their common fitted line merge. Each run
-// gets the total-least-squares line through its points (its first and last
-// points left out when it has four or more, as they belong to the corners).
-// Consecutive lines meet at their intersection unless they are nearly parallel
-// (sine of the angle below 0.05) or the intersection lies farther from the
-// two runs' ends than twice the gap between them plus dMinRun; then the runs
-// are joined by a step from the end of the first, projected on its line, to
-// the start of the next, projected on its line.
+// The stretches of PolyInflections at deviation `dTolerance` are joined while
+// one total-least-squares line holds them within dTolerance; the runs are
+// those whose chords are at least `dMinRun` long, each with the line fitted
+// through its points (its first and last points left out when it has four or
+// more, as they belong to the corners). Shorter stretches are dropped, and so
+// is a run whose two neighbours' lines cross within 2 dTolerance of its own
+// line: the bevel a trace cuts at a corner. Neighbouring runs that are
+// parallel (sine of their angle below 0.05) and each within dTolerance of the
+// other's line become one. Consecutive lines meet at their intersection
+// unless they are parallel or it lies farther from the two runs' ends than
+// twice the gap between them plus dMinRun; then the runs are joined by a step
+// from the end of the first, projected on its line, to the start of the
+// next, projected on its line.
 // `bClosed`: the polyline is a ring (whether or not it repeats its first point
 // at the end); the result is a ring of the corners, its first point repeated
 // at the end. Otherwise it is open and `bKeepEnds` says whether its first and
@@ -63,7 +65,7 @@ KMATH_API void PolyDirClusters(CPointD const* pts, unsigned n, std::vector<std::
 // True when `poly` was replaced. False, `poly` unchanged, when it has fewer
 // than 2 points (3 for a ring), a NaN or infinite coordinate, dTolerance not
 // above 0 or not finite, dMinRun negative or NaN, no run (a ring: fewer than
-// 3 runs), or when the result equals the input.
+// 3 runs), or when the result equals the input. Costs O(n log n).
 KMATH_API bool PolyBroken(std::vector<CPointD>& poly, double dTolerance, double dMinRun, bool bClosed,
                           bool bKeepEnds);
 

@@ -42,6 +42,10 @@ inline constexpr double kParallelSine = 0.05;
 // Depth, in deviation tolerances, of a corner cut that PolyBroken treats as
 // a trace's bevel rather than a side of the shape.
 inline constexpr double kBevelDepth = 2.0;
+// How far, in gaps between two runs (plus the minimum run length), PolyBroken
+// lets their corner lie from their ends before it joins them by a step: a
+// crossing farther out belongs to lines that barely converge.
+inline constexpr double kCornerReach = 2.0;
 // PolyBroken2's minimum run length in deviation tolerances: shorter runs turn
 // by more than the tolerance lets one step bend a line.
 inline constexpr double kBrokenRunFactor = 3.0;

@@ -391,7 +391,7 @@ bool PolyBroken(std::vector<CPointD>& poly, double dTolerance, double dMinRun, b
     CPointD x{};
     if (corner) {
       x = Meet(a, b);
-      double const reach = 2.0 * Len(startB - endA) + dMinRun;
+      double const reach = tol::kCornerReach * Len(startB - endA) + dMinRun;
       corner = Len(x - endA) <= reach && Len(x - startB) <= reach;
     }
     if (corner) {
@@ -456,9 +456,12 @@ std::vector<CPointD> PolyDistances(std::vector<CPointD> const& a, std::vector<CP
   std::vector<unsigned> segs;
   std::vector<double> cum(m, 0.0);
   for (std::size_t i = 1; i < m; ++i) {
-    double const l = Len(b[i] - b[i - 1]);
+    CPointD const d = b[i] - b[i - 1];
+    double const l = Len(d);
     cum[i] = cum[i - 1] + l;
-    if (l > 0.0) segs.push_back(static_cast<unsigned>(i - 1));
+    // A segment so short that its squared length underflows has no
+    // parameter to offer; its ends belong to its neighbours.
+    if (l > 0.0 && Dot(d, d) > 0.0) segs.push_back(static_cast<unsigned>(i - 1));
   }
   out.reserve(a.size());
   if (segs.empty()) {
@@ -504,9 +507,10 @@ std::vector<CPointD> PolyDistances(std::vector<CPointD> const& a, std::vector<CP
     unsigned const i0 = segs[hits.front().second];
     double const d0 = Foot(b[i0], b[i0 + 1], p).dist;
     // The tree's nearest is one of possibly several equally near segments;
-    // gather every segment whose box comes within d0 (a little more, for
-    // rounding) and keep the earliest of the nearest, as a walk along b would.
-    double const r = d0 * (1.0 + 1e-12) + 1e-300;
+    // gather every segment whose box comes within d0 and keep the earliest of
+    // the nearest, as a walk along b would. The slack covers the rounding of
+    // distances computed from coordinates of the point's magnitude.
+    double const r = d0 + tol::kEps * (d0 + std::abs(p.x) + std::abs(p.y));
     BBox const box(BPoint(p.x - r, p.y - r), BPoint(p.x + r, p.y + r));
     hits.clear();
     tree.query(bgi::intersects(box), std::back_inserter(hits));
