@@ -29,10 +29,21 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kPi = 3.14159265358979323846;
 constexpr CDebugColor kRed{255, 0, 0}, kGreen{0, 160, 0}, kBlue{0, 0, 255}, kBlack{0, 0, 0}, kOrange{255, 140, 0};
 
+std::filesystem::path TempDir() {
+  return std::filesystem::temp_directory_path() / ("kmath_debugdc_" + std::to_string(::getpid()));
+}
+
+// The scratch folder goes when the test program ends.
+struct TempCleanup {
+  ~TempCleanup() {
+    std::error_code ec;
+    std::filesystem::remove_all(TempDir(), ec);
+  }
+} const g_cleanup;
+
 std::filesystem::path TempPath(std::string const& name) {
-  auto const dir = std::filesystem::temp_directory_path() / ("kmath_debugdc_" + std::to_string(::getpid()));
-  std::filesystem::create_directories(dir);
-  return dir / name;
+  std::filesystem::create_directories(TempDir());
+  return TempDir() / name;
 }
 
 bool HaveTool(char const* tool) {
