@@ -17,9 +17,11 @@
 #include <math/curveinfo.h>
 #include <math/polyapprox.h>
 #include <math/smoothing.h>
+#include <math/polydir.h>
 
 #include <math/polygon.h>
 
 #include <math/fillpoly.h>
 
 #include <math/decisiontree.h>
+#include <math/debugdc.h>
