@@ -19,7 +19,9 @@ void AddShapeCommands(CLI::App& app, Runner& run);
 void AddPolygonCommands(CLI::App& app, Runner& run);
 // georef
 void AddGeorefCommands(CLI::App& app, Runner& run);
-// trace
+// trace, rasterize
 void AddRasterCommands(CLI::App& app, Runner& run);
+// render
+void AddRenderCommands(CLI::App& app, Runner& run);
 
 }  // namespace kmath_tool

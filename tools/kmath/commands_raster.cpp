@@ -27,6 +27,7 @@ struct TraceOpts {
   double threshold = 0;
   std::vector<double> color;
   double minArea = 4, minHole = -1;
+  int largest = 0;
   bool noHoles = false, eightConnected = false;
   bool forceSquare = false, forceSmooth = false, linesOnly = false;
   CleanupOptions cleanup;
@@ -51,6 +52,13 @@ int RunTrace(TraceOpts& o) {
       for (std::size_t h = 1; h < region.size(); ++h)
         if (std::abs(SignedArea(region[h])) >= minHole) rings.push_back(std::move(region[h]));
     kept.push_back(std::move(rings));
+  }
+
+  if (o.largest > 0 && kept.size() > static_cast<std::size_t>(o.largest)) {
+    auto const area = [](std::vector<Ring> const& r) { return std::abs(SignedArea(r[0])); };
+    std::stable_sort(kept.begin(), kept.end(),
+                     [&](std::vector<Ring> const& a, std::vector<Ring> const& b) { return area(a) > area(b); });
+    kept.resize(static_cast<std::size_t>(o.largest));
   }
 
   o.cleanup.mode = o.forceSquare ? CleanupMode::Square
@@ -130,6 +138,7 @@ void AddTrace(CLI::App& app, Runner& run) {
   cmd->add_option("--min-hole", o->minHole, "Drop holes smaller than this many pixels (default: --min-area)")
       ->check(NonNegative());
   cmd->add_flag("--no-holes", o->noHoles, "Fill every hole");
+  cmd->add_option("--largest", o->largest, "Keep only the N largest regions")->check(CLI::Range(1, 1 << 30));
   cmd->add_flag("--eight-connected", o->eightConnected, "Regions touching at a corner are one region");
   cmd->add_option("-t,--tolerance", o->cleanup.tolerance, "Reduction tolerance in pixels")->check(Positive());
   cmd->add_option("--max-chord", o->cleanup.maxChord, "Longest chord of the reduction in pixels")->check(Positive());
