@@ -21,6 +21,14 @@ constexpr double kNoPath = static_cast<double>(std::numeric_limits<float>::max()
 
 double Dist(CPointD const& a, CPointD const& b) { return std::hypot(b.x - a.x, b.y - a.y); }
 
+// The local cost of the matrix sweep. hypot's guard against overflow costs
+// more than the rest of a cell together; coordinates whose squares overflow
+// (beyond 1e154) only make that cell's cost infinite.
+double Cost(CPointD const& a, CPointD const& b) {
+  double const dx = b.x - a.x, dy = b.y - a.y;
+  return std::sqrt(dx * dx + dy * dy);
+}
+
 bool IsClosed(std::vector<CPointD> const& poly) { return poly.size() >= 2 && Dist(poly.front(), poly.back()) < tol::kEps; }
 
 bool SameHit(poly_hit const& a, poly_hit const& b) {
@@ -231,7 +239,9 @@ void DTWMatch(CDTWPoly const& a, CDTWPoly const& b, std::vector<std::pair<poly_h
 
   std::size_t const na = P.size();
   std::size_t const nb = Q.size();
-  dtw_detail::CCostMatrix D(nb + 1, na + 1, kNoPath);
+  dtw_detail::CCostMatrix D(nb + 1, na + 1);
+  std::fill(D.Row(0), D.Row(0) + na + 1, kNoPath);
+  for (std::size_t j = 1; j <= nb; ++j) D.at(j, 0) = kNoPath;
   D.at(0, 0) = 0.0;
   if (params.bAxisSteps) {
     // Either polyline may skip its first point.
@@ -246,7 +256,7 @@ void DTWMatch(CDTWPoly const& a, CDTWPoly const& b, std::vector<std::pair<poly_h
       for (std::size_t i = 0; i < na; ++i) {
         double const alongP = cur[i];
         double const alongQ = prev[i + 1];
-        cur[i + 1] = Dist(P[i], q) + (alongQ <= alongP ? alongQ : alongP);
+        cur[i + 1] = Cost(P[i], q) + (alongQ <= alongP ? alongQ : alongP);
       }
     } else {
       for (std::size_t i = 0; i < na; ++i) {
@@ -254,7 +264,7 @@ void DTWMatch(CDTWPoly const& a, CDTWPoly const& b, std::vector<std::pair<poly_h
         double best = prev[i];
         if (cur[i] <= best) best = cur[i];
         if (prev[i + 1] <= best) best = prev[i + 1];
-        cur[i + 1] = Dist(P[i], q) + best;
+        cur[i + 1] = Cost(P[i], q) + best;
       }
     }
   }

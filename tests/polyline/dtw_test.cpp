@@ -308,7 +308,7 @@ TEST(DTWMatch, EmptySectionsClearThePairsAndBadInputDoesNotCrash) {
   CDTWParams const prm(true, 2.5, false);
   EXPECT_TRUE(prm.bCheckCross && !prm.bAxisSteps && prm.dStep == 2.5);
 
-  Math::dtw_detail::CCostMatrix m(2, 3, 0.0);
+  Math::dtw_detail::CCostMatrix m(2, 3);
   m.at(1, 2) = 4;
   EXPECT_EQ(m.Row(1)[2], 4);
   try {
