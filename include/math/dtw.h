@@ -51,8 +51,10 @@ struct CDTWParams {
 // position (IsValidHit), is empty: Hits and Resample give nothing.
 class KMATH_API CDTWPoly {
  public:
-  // The whole polyline: (0, 0.0) to (n - 1, 0.0).
-  explicit CDTWPoly(std::vector<CPointD> const& poly);
+  // The whole polyline: (0, 0.0) to (n - 1, 0.0). Implicit, so a polyline
+  // can be handed to DTWMatch as it is (the temporary section lives for
+  // the call).
+  CDTWPoly(std::vector<CPointD> const& poly);
   CDTWPoly(std::vector<CPointD> const& poly, poly_hit begin, poly_hit end);
 
   std::vector<CPointD> const& Polyline() const { return m_poly; }
