@@ -17,6 +17,8 @@
 #include <math/curveinfo.h>
 #include <math/polyapprox.h>
 #include <math/smoothing.h>
+#include <math/splines.h>
+#include <math/dtw.h>
 
 #include <math/polygon.h>
 
