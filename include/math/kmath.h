@@ -25,3 +25,8 @@
 #include <math/fillpoly.h>
 
 #include <math/decisiontree.h>
+#include <math/polydir.h>
+
+#include <math/polygon.h>
+
+#include <math/debugdc.h>

@@ -36,6 +36,28 @@ inline constexpr double kHullSkipRel = 1e-9;
 inline constexpr long long kMaxSegmentRun = (1LL << 30) - 1;
 // Largest radius the doubled-grid circle traces: (2r)^2 must fit in an int.
 inline constexpr int kMaxTraceRadius = 23170;
+// The step of a pixel trace: the direction functions straighten a polyline
+// at its median edge length, never more than this, so a staircase does not
+// count as directions while vector detail above a pixel survives.
+inline constexpr double kTraceStep = 1.0;
+// Sine of the angle below which two fitted runs count as parallel: their
+// intersection would move by 20 times any error across them, so they are
+// joined by a step instead.
+inline constexpr double kParallelSine = 0.05;
+// Depth, in deviation tolerances, of a corner cut that PolyBroken treats as
+// a trace's bevel rather than a side of the shape.
+inline constexpr double kBevelDepth = 2.0;
+// How far, in gaps between two runs (plus the minimum run length), PolyBroken
+// lets their corner lie from their ends before it joins them by a step: a
+// crossing farther out belongs to lines that barely converge.
+inline constexpr double kCornerReach = 2.0;
+// PolyBroken2's minimum run length in deviation tolerances: shorter runs turn
+// by more than the tolerance lets one step bend a line.
+inline constexpr double kBrokenRunFactor = 3.0;
+
+// Most points of an arc drawn by the debug drawing: a picture needs no finer
+// curve, and a huge arc under a huge zoom must not exhaust memory.
+inline constexpr int kDebugArcMaxPoints = 4096;
 
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }

@@ -2,6 +2,7 @@
 #include <boost/geometry/geometries/geometries.hpp>
 
 #include "polygon_oracle.h"
+#include "test_picture.h"
 
 namespace kmath_test {
 namespace {
@@ -91,6 +92,12 @@ TEST(ClipPolyByRect, AgreesWithBoostGeometryOnRealData) {
         bg::intersection(poly, box, parts);
         double const area = bg::area(parts), tol = 1e-9 * std::abs(Area(line)) + 1e-15;
         ASSERT_LE(kept.size(), 1u);
+        if (std::abs((kept.empty() ? 0.0 : std::abs(Area(kept[0]))) - area) > tol) {
+          Picture pic("ClipPolyByRect_" + file + "_" + std::to_string(k));
+          pic.Polygon("input", MPoly{line}, kGrey);
+          pic.Polygon("kept", kept, kRed);
+          pic.Polyline("window", {{r.left, r.top}, {r.right, r.top}, {r.right, r.bottom}, {r.left, r.bottom}, {r.left, r.top}}, kBlue);
+        }
         EXPECT_NEAR(kept.empty() ? 0.0 : std::abs(Area(kept[0])), area, tol);
         cut += area > tol && area < bg::area(poly) - tol;
       }

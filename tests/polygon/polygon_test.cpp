@@ -1,4 +1,5 @@
 #include "polygon_oracle.h"
+#include "test_picture.h"
 
 namespace kmath_test {
 namespace {
@@ -87,6 +88,11 @@ TEST(PtInside, AgreesWithWindingNumbersOnRealRingsBeforeAndAfterIncludeHoles) {
       if (side == 0) continue;
       in += side > 0;
       SCOPED_TRACE(testing::Message() << "p = " << p.x << " " << p.y);
+      if (CStdPlgn::PtInside(p, ring) != (Winding(p, ring) != 0)) {
+        Picture pic("PtInside_" + file + "_" + std::to_string(k));
+        pic.Polygon("ring", MPoly{ring}, kGrey);
+        pic.Points("point", {p}, kRed);
+      }
       ASSERT_EQ(CStdPlgn::PtInside(p, ring), Winding(p, ring) != 0);
       ASSERT_EQ(before.PtInside(p), side > 0);
       ASSERT_EQ(after.PtInside(p), side > 0);
