@@ -17,11 +17,16 @@
 #include <math/curveinfo.h>
 #include <math/polyapprox.h>
 #include <math/smoothing.h>
-#include <math/polydir.h>
+#include <math/splines.h>
+#include <math/dtw.h>
 
 #include <math/polygon.h>
 
 #include <math/fillpoly.h>
 
 #include <math/decisiontree.h>
+#include <math/polydir.h>
+
+#include <math/polygon.h>
+
 #include <math/debugdc.h>
