@@ -23,5 +23,7 @@ void AddGeorefCommands(CLI::App& app, Runner& run);
 void AddRasterCommands(CLI::App& app, Runner& run);
 // render
 void AddRenderCommands(CLI::App& app, Runner& run);
+// match
+void AddMatchCommands(CLI::App& app, Runner& run);
 
 }  // namespace kmath_tool

@@ -29,7 +29,7 @@ struct TraceOpts {
   double minArea = 4, minHole = -1;
   int largest = 0;
   bool noHoles = false, eightConnected = false;
-  bool forceSquare = false, forceSmooth = false, linesOnly = false;
+  bool forceSquare = false, forceSmooth = false, linesOnly = false, raw = false;
   CleanupOptions cleanup;
   int jobs = 1;
   bool quiet = false;
@@ -64,6 +64,7 @@ int RunTrace(TraceOpts& o) {
   o.cleanup.mode = o.forceSquare ? CleanupMode::Square
                    : o.forceSmooth ? CleanupMode::Smooth
                    : o.linesOnly ? CleanupMode::LinesOnly
+                   : o.raw       ? CleanupMode::Raw
                                  : CleanupMode::Auto;
   std::vector<CleanedOutline> cleaned(kept.size());
   std::size_t const jobs = static_cast<std::size_t>(std::max(1, o.jobs));
@@ -120,6 +121,9 @@ void AddTrace(CLI::App& app, Runner& run) {
       "  kmath trace scan.tif shapes.gpkg                       (Otsu threshold, light regions)\n"
       "  kmath trace scan.png ink.gpkg --invert --threshold 128 (dark strokes)\n"
       "  kmath trace map.png buildings.gpkg --color 217,208,201 --square\n"
+      "Each outline is reduced, then squared when the squarer accepts it (a squared outline within\n"
+      "0.64 px RMS of the trace, walls of 1.5 px or more), else smoothed by a spline through the\n"
+      "reduced vertices; --square, --smooth, --lines-only and --raw force one treatment.\n"
       "Coordinates follow the raster's georeferencing (GeoTIFF tags or a world file); without it, pixel\n"
       "corners (x = column, y = row). Tolerances and areas are in pixels.");
   cmd->add_option("RASTER", o->raster, "Input raster (GeoTIFF, PNG, PNM, ... any GDAL format)")->required();
@@ -145,8 +149,10 @@ void AddTrace(CLI::App& app, Runner& run) {
   auto* sq = cmd->add_flag("--square", o->forceSquare, "Square every outline");
   auto* sm = cmd->add_flag("--smooth", o->forceSmooth, "Smooth every outline");
   auto* lo = cmd->add_flag("--lines-only", o->linesOnly, "Only reduce; neither square nor smooth");
-  sq->excludes(sm)->excludes(lo);
-  sm->excludes(lo);
+  auto* rw = cmd->add_flag("--raw", o->raw, "The pixel-boundary outlines as traced, not even reduced");
+  sq->excludes(sm)->excludes(lo)->excludes(rw);
+  sm->excludes(lo)->excludes(rw);
+  lo->excludes(rw);
   cmd->add_option("-j,--jobs", o->jobs, "Outlines cleaned in parallel")->check(CLI::Range(1, 256));
   cmd->add_flag("-q,--quiet", o->quiet, "No summary");
   cmd->callback([o, &run, cmd] {

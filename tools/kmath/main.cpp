@@ -24,6 +24,7 @@ int main(int argc, char** argv) {
   kmath_tool::AddGeorefCommands(app, run);
   kmath_tool::AddRasterCommands(app, run);
   kmath_tool::AddRenderCommands(app, run);
+  kmath_tool::AddMatchCommands(app, run);
 
   // A first argument that is neither an option nor a subcommand would only
   // get CLI11's "A subcommand is required"; name it instead.

@@ -4,9 +4,33 @@
 
 namespace kmath_tool {
 
+namespace {
+
+bool Square(Ring& ring, CleanupOptions const& o) {
+  // Each call owns its record: the squarer writes its results into it.
+  Math::CPolyOrtho::CParams params(o.squareRatio, o.minSide);
+  params.nCorners = 1000;
+  return Math::CPolyOrtho(params)(ring);
+}
+
+// A smooth curve through the reduced outline's vertices: cubic pieces
+// subdivided until each chord holds its arc within a tenth of a pixel.
+bool Smooth(Ring& ring) { return Math::ReduceToSpline(ring, 0.1) == 1; }
+
+}  // namespace
+
 CleanedOutline CleanOutline(std::vector<Ring> const& rings, CleanupOptions const& o) {
   CleanedOutline out;
   out.applied = "reduced";
+  if (o.mode == CleanupMode::Raw) {
+    out.rings = rings;
+    out.applied = "raw";
+    return out;
+  }
+  // The outer ring decides for the whole region; holes follow its choice
+  // where they can (a hole the squarer refuses keeps its reduction).
+  CleanupMode decided = o.mode;
+  bool outerDone = false;
   for (std::size_t r = 0; r < rings.size(); ++r) {
     Ring ring = rings[r];
     Math::PolyApprox(ring, o.tolerance, o.maxChord);
@@ -14,8 +38,18 @@ CleanedOutline CleanOutline(std::vector<Ring> const& rings, CleanupOptions const
       if (r == 0) return CleanedOutline{};
       continue;
     }
+    bool done = false;
+    if (decided == CleanupMode::Auto) {
+      done = Square(ring, o);
+      decided = done ? CleanupMode::Square : CleanupMode::Smooth;
+    } else if (decided == CleanupMode::Square) {
+      done = Square(ring, o);
+    }
+    if (decided == CleanupMode::Smooth) done = Smooth(ring);
+    if (r == 0) outerDone = done;
     out.rings.push_back(std::move(ring));
   }
+  if (outerDone) out.applied = decided == CleanupMode::Square ? "squared" : "smoothed";
   return out;
 }
 
