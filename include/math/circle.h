@@ -6,7 +6,7 @@
 // Lengths and angles are zero below EPS = 1e-12. Nothing throws.
 #pragma once
 
-#include <math/polygon.h>
+#include <math/polyline.h>
 #include <math/types.h>
 
 #include <vector>

@@ -6,7 +6,7 @@
 // Angles are radians, y up: a counter-clockwise turn has positive curvature.
 #pragma once
 
-#include <math/polygon.h>
+#include <math/polyline.h>
 #include <math/types.h>
 
 #include <vector>

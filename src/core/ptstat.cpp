@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
@@ -13,7 +14,7 @@ namespace {
 using tol::kEps;
 using tol::kFltEps;
 
-constexpr double kHalfPi = 1.57079632679489661923;
+using geom_detail::kHalfPi;
 
 // Direction of the axis of largest spread of the covariance (cxx, cxy,
 // cyy), in (-pi/2, pi/2]. False when the spread is isotropic or empty (no
@@ -430,6 +431,43 @@ void ConvexHull(std::vector<CPointD>& pts) {
   pts.clear();
   for (std::size_t i : stack) pts.push_back(recs[i].orig);
   pts.push_back(pivot);
+}
+
+// ------------------------------------------------ lines from point arrays
+// Declared with CLine but built here from the statistics, so that the
+// statistics depend on the line and never the other way round.
+
+CLine::CLine(CPointD const* pts, unsigned int n) {
+  CPtStat stat;
+  if (pts != nullptr) {
+    for (unsigned int i = 0; i < n; ++i) stat.AddPoint(pts[i]);
+  }
+  *this = MakeLine(stat, nullptr);
+}
+
+CLine MakeLine(CPtStat const& stat, double* err) {
+  CLinForm f{};
+  if (!stat.InitLine(f)) return CLine();
+  if (err != nullptr) *err = stat.MSError(f.a, f.b, f.c);
+  // InitLine hands back a unit (a, b), so this cannot throw.
+  return CLine(f);
+}
+
+CLine MakeLine(CPointD const* pts, unsigned int n, double angle) {
+  CPtStat stat;
+  if (pts != nullptr) {
+    for (unsigned int i = 0; i < n; ++i) stat.AddPoint(pts[i]);
+  }
+  CPointD const c = stat.AvgPoint();
+  double const cs = std::cos(angle);
+  double const sn = std::sin(angle);
+  return CLine(cs, sn, cs * c.x + sn * c.y);
+}
+
+CLine MakeLine(CPointD const* pts, unsigned int n, double pos, double sharpness, bool laplace) {
+  CLinForm f{};
+  if (!LIRLine(f, pts, n, pos, sharpness, laplace)) return CLine();
+  return CLine(f);
 }
 
 }  // namespace Math

@@ -30,6 +30,17 @@ inline constexpr double kGrid = 0.001;
 // above rounding of the side tests, so only points the scan would drop anyway
 // are skipped.
 inline constexpr double kHullSkipRel = 1e-9;
+// kFltEps squared: the polygon splitter compares squared distances, which
+// saves a square root per candidate segment.
+inline constexpr double kFltEps2 = kFltEps * kFltEps;
+// Double-precision machine epsilon, the unit for rounding slack.
+inline constexpr double kUlp = std::numeric_limits<double>::epsilon();
+// Units in the last place (of the segment's x magnitudes) by which the
+// splitter's crossing x may round beyond the segment's own x range.
+inline constexpr double kCrossSlackUlps = 16.0;
+// Hu invariants below this are compared as they are, not by their
+// logarithm, which would blow tiny differences up.
+inline constexpr double kLogFloor = 1e-5;
 
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }

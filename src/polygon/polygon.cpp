@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 #include "polygon/polygon_impl.h"
 
@@ -69,12 +70,7 @@ void SpliceHole(Ring& o, Ring& h) {
 bool CStdPlgn::PtInside(CPointD const& p, Math::poly_base<CPointD> const& ring) {
   bool inside = false;
   for (std::size_t i = 0; i + 1 < ring.size(); ++i) {
-    CPointD const& a = ring[i];
-    CPointD const& b = ring[i + 1];
-    if ((b.y <= p.y && p.y < a.y) || (a.y <= p.y && p.y < b.y)) {
-      double const x = (a.x - b.x) * (p.y - b.y) / (a.y - b.y) + b.x;
-      if (x > p.x) inside = !inside;
-    }
+    if (Math::geom_detail::CrossesRightOf(p, ring[i], ring[i + 1])) inside = !inside;
   }
   return inside;
 }

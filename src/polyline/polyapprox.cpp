@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
@@ -32,12 +33,6 @@ class CChordDistance {
   double m_len;
 };
 
-bool AllFinite(CPointD const* pts, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i)
-    if (!std::isfinite(pts[i].x) || !std::isfinite(pts[i].y)) return false;
-  return true;
-}
-
 }  // namespace
 
 CPointD const* CPolyApprox::OutmostPoint(CPointD const* first, CPointD const* last, double& dist) const {
@@ -57,9 +52,8 @@ CPointD const* CPolyApprox::OutmostPoint(CPointD const* first, CPointD const* la
 
 bool CPolyApprox::GetInflections(CPointD const* pts, unsigned int n, std::vector<int>& idx) const {
   if (n < 3 || pts == nullptr || n > static_cast<unsigned int>(std::numeric_limits<int>::max())) return false;
-  if (!AllFinite(pts, n)) return false;
-  CPointD const ends = pts[n - 1] - pts[0];
-  bool const closed = std::hypot(ends.x, ends.y) < tol::kEps;
+  if (!geom_detail::AllFinite(pts, n)) return false;
+  bool const closed = geom_detail::IsClosedRing(pts, n);
 
   idx.clear();
   idx.reserve(n);

@@ -4,16 +4,11 @@
 #include <cstddef>
 #include <limits>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
 namespace {
-
-bool AllFinite(std::vector<CPointD> const& poly) {
-  for (CPointD const& p : poly)
-    if (!std::isfinite(p.x) || !std::isfinite(p.y)) return false;
-  return true;
-}
 
 CPointD Binomial(CPointD const& prev, CPointD const& p, CPointD const& next) {
   return prev * 0.25 + p * 0.5 + next * 0.25;
@@ -22,7 +17,7 @@ CPointD Binomial(CPointD const& prev, CPointD const& p, CPointD const& next) {
 }  // namespace
 
 void PolyResample(std::vector<CPointD>& poly, double dStep) {
-  if (poly.size() < 2 || !(dStep > 0.0) || !AllFinite(poly)) return;
+  if (poly.size() < 2 || !(dStep > 0.0) || !geom_detail::AllFinite(poly)) return;
 
   // Count first: a tiny step against huge coordinates would otherwise
   // allocate without bound. Rounding can add one point per segment beyond
@@ -56,7 +51,7 @@ void PolyResample(std::vector<CPointD>& poly, double dStep) {
 
 void GaussSmoothing(std::vector<CPointD>& poly) {
   std::size_t const n = poly.size();
-  if (n < 3 || !AllFinite(poly)) return;
+  if (n < 3 || !geom_detail::AllFinite(poly)) return;
   bool const closed = std::abs(poly[0].x - poly[n - 1].x) < tol::kEps && std::abs(poly[0].y - poly[n - 1].y) < tol::kEps;
 
   std::vector<CPointD> out(n);

@@ -7,6 +7,7 @@
 
 #include <math/line.h>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
@@ -15,7 +16,8 @@ static_assert(sizeof(CCircleReduce::CResult) == 2 + 4 * sizeof(double), "CResult
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using geom_detail::IsFinite;
+using geom_detail::kPi;
 constexpr double kTwoPi = 2 * kPi;
 // Coarsest step of a full circle: at least 8 sides.
 constexpr double kMaxCircleStep = kPi / 4;
@@ -31,8 +33,6 @@ constexpr double kLmLambda0 = 1e-3;
 // Newton on Taubin's characteristic polynomial converges in a few steps;
 // the cap guards against a cycle on degenerate data.
 constexpr int kMaxNewtonIterations = 99;
-
-bool IsFinite(CPointD const& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 // The angular step shared by both circle-to-polygon conversions: the chord
 // angle that deviates by `t` once the vertices are pushed out to the
@@ -377,7 +377,7 @@ CCircleReduce::CCircleReduce(poly_base<CPointD> const& poly) : m_result{} {
   for (CPointD const& p : poly) {
     if (!IsFinite(p)) return;
   }
-  if (!(std::hypot(poly[n - 1].x - poly[0].x, poly[n - 1].y - poly[0].y) < tol::kEps)) return;
+  if (!geom_detail::IsClosedRing(poly)) return;
 
   std::vector<CPt> wpts;
   _WeightPoly(poly, wpts);

@@ -17,9 +17,6 @@ namespace {
 constexpr double kEllipseAmi = 157.91367041742973;
 // 108: the same for every triangle.
 constexpr double kTriangleAmi = 108.0;
-// Hu invariants smaller than this are compared as they are, not by their
-// logarithm (which would blow tiny differences up).
-constexpr double kLogFloor = 1e-5;
 
 // A ratio folded into [0, 1]: 1 is a perfect match from either side.
 double Fold(double v) { return tol::GtBeyond(v, 1.0) ? 1.0 / v : v; }
@@ -28,7 +25,7 @@ double Fold(double v) { return tol::GtBeyond(v, 1.0) ? 1.0 / v : v; }
 // applied is the sign of |v|, always +1.
 bool TakeLog(double& v) {
   double const a = std::abs(v);
-  if (!(a > kLogFloor)) return false;
+  if (!(a > tol::kLogFloor)) return false;
   v = std::log10(a);
   return true;
 }
