@@ -43,7 +43,7 @@ void BM_CurveInfo(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(sum);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(positions));
+  kmath_bench::SetCounts(state, positions);
 }
 BENCHMARK(BM_CurveInfo)
     ->Args({100, 100000})
@@ -70,7 +70,7 @@ void BM_PolyEndDirections(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(sum);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(pieces));
+  kmath_bench::SetCounts(state, pieces);
 }
 BENCHMARK(BM_PolyEndDirections)->Arg(25)->Arg(100)->Arg(400)->Unit(benchmark::kMillisecond);
 

@@ -101,7 +101,7 @@ void BM_PolygonMomentsShorelines(benchmark::State& state) {
       benchmark::DoNotOptimize(m);
     }
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_PolygonMomentsShorelines);
 

@@ -41,8 +41,7 @@ void BM_GetInflections_TracedWalk(benchmark::State& state) {
     benchmark::DoNotOptimize(idx.data());
   }
   state.counters["kept"] = static_cast<double>(idx.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_GetInflections_TracedWalk)
     ->ArgsProduct({{1000, 10000, 100000, 1000000}, {0}})
@@ -68,7 +67,7 @@ void BM_PolyApprox_RealData(benchmark::State& state, char const* file, double to
   }
   state.counters["vertices"] = static_cast<double>(total);
   state.counters["kept"] = static_cast<double>(kept);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(total));
+  kmath_bench::SetCounts(state, total);
 }
 BENCHMARK_CAPTURE(BM_PolyApprox_RealData, horse_crack, "horse_crack.xy", 1.0)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_PolyApprox_RealData, coins_chain, "coins_chain.xy", 1.0)->Unit(benchmark::kMicrosecond);
@@ -96,8 +95,7 @@ void BM_GeosSimplify_TracedWalk(benchmark::State& state) {
   state.counters["kept"] = kept;
   GEOSGeom_destroy_r(ctx, line);
   GEOS_finish_r(ctx);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_GeosSimplify_TracedWalk)
     ->RangeMultiplier(10)
@@ -118,8 +116,7 @@ void BM_OpenCVApproxPolyDP_TracedWalk(benchmark::State& state) {
     benchmark::DoNotOptimize(out.data());
   }
   state.counters["kept"] = static_cast<double>(out.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_OpenCVApproxPolyDP_TracedWalk)
     ->RangeMultiplier(10)

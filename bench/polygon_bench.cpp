@@ -12,6 +12,7 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
 #include "xy_reader.h"
 
 #ifdef KMATH_BENCH_HAVE_BOOST_GEOMETRY
@@ -117,8 +118,7 @@ void BM_PtInsideRing(benchmark::State& state) {
     benchmark::DoNotOptimize(in);
   }
   state.counters["vertices"] = static_cast<double>(ring.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kQueries));
-  state.SetComplexityN(static_cast<int64_t>(ring.size()));
+  kmath_bench::SetCounts(state, kQueries, ring.size());
 }
 BENCHMARK(BM_PtInsideRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
 
@@ -132,7 +132,7 @@ void BM_PtInsidePolygon(benchmark::State& state) {
     benchmark::DoNotOptimize(in);
   }
   state.counters["vertices"] = static_cast<double>(Vertices(plg));
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * pts.size()));
+  kmath_bench::SetCounts(state, pts.size());
 }
 BENCHMARK(BM_PtInsidePolygon)->Arg(1000)->Arg(200000)->Unit(benchmark::kMillisecond);
 
@@ -158,8 +158,7 @@ void BM_BoostWithinRing(benchmark::State& state) {
     for (auto const& p : pts) in += bg::within(BgPt(p.x, p.y), poly);
     benchmark::DoNotOptimize(in);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kQueries));
-  state.SetComplexityN(static_cast<int64_t>(ring.size()));
+  kmath_bench::SetCounts(state, kQueries, ring.size());
 }
 BENCHMARK(BM_BoostWithinRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
 #endif
@@ -210,8 +209,7 @@ void BM_GeosPreparedContainsRing(benchmark::State& state) {
   for (auto* q : geoms) GEOSGeom_destroy_r(g.get(), q);
   GEOSPreparedGeom_destroy_r(g.get(), prep);
   GEOSGeom_destroy_r(g.get(), poly);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kQueries));
-  state.SetComplexityN(static_cast<int64_t>(ring.size()));
+  kmath_bench::SetCounts(state, kQueries, ring.size());
 }
 BENCHMARK(BM_GeosPreparedContainsRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond);
 #endif
@@ -236,8 +234,7 @@ void BM_ClipPolyByRect(benchmark::State& state) {
   }
   state.counters["vertices"] = static_cast<double>(n);
   state.counters["pieces"] = static_cast<double>(polys.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_ClipPolyByRect)
     ->ArgsProduct({{1000, 10000, 60000, 200000}, {0, 1}})
@@ -260,8 +257,7 @@ void BM_BoostIntersectRingsWithBox(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(parts);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Vertices(src)));
-  state.SetComplexityN(static_cast<int64_t>(Vertices(src)));
+  kmath_bench::SetCounts(state, Vertices(src));
 }
 BENCHMARK(BM_BoostIntersectRingsWithBox)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
 #endif
@@ -283,7 +279,7 @@ void BM_GeosClipByRectLines(benchmark::State& state) {
     benchmark::DoNotOptimize(made);
   }
   for (auto* l : lines) GEOSGeom_destroy_r(g.get(), l);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Vertices(src)));
+  kmath_bench::SetCounts(state, Vertices(src));
 }
 BENCHMARK(BM_GeosClipByRectLines)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
 #endif
@@ -297,8 +293,7 @@ void BM_SplitPolyBuild(benchmark::State& state) {
     Math::CSplitPoly1 split(plg, false);
     benchmark::DoNotOptimize(&split);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Vertices(plg)));
-  state.SetComplexityN(static_cast<int64_t>(Vertices(plg)));
+  kmath_bench::SetCounts(state, Vertices(plg));
 }
 BENCHMARK(BM_SplitPolyBuild)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oNLogN);
 
@@ -316,8 +311,7 @@ void BM_SplitPolyWalk(benchmark::State& state) {
     benchmark::DoNotOptimize(pieces);
   }
   state.counters["pieces"] = static_cast<double>(pieces);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * m));
-  state.SetComplexityN(static_cast<int64_t>(m));
+  kmath_bench::SetCounts(state, m);
 }
 BENCHMARK(BM_SplitPolyWalk)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
 
@@ -332,7 +326,7 @@ void BM_SplitPolyPolygonSize(benchmark::State& state) {
     benchmark::DoNotOptimize(in.data());
   }
   state.counters["vertices"] = static_cast<double>(Vertices(plg));
-  state.SetComplexityN(static_cast<int64_t>(Vertices(plg)));
+  kmath_bench::SetCounts(state, walk.size(), Vertices(plg));
 }
 BENCHMARK(BM_SplitPolyPolygonSize)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
 
@@ -355,7 +349,7 @@ void BM_GeosSplitWalk(benchmark::State& state) {
   }
   GEOSGeom_destroy_r(g.get(), line);
   GEOSGeom_destroy_r(g.get(), mp);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * m));
+  kmath_bench::SetCounts(state, m);
 }
 BENCHMARK(BM_GeosSplitWalk)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond);
 #endif

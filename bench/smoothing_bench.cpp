@@ -35,8 +35,7 @@ void BM_PolyResample(benchmark::State& state) {
     benchmark::DoNotOptimize(p.data());
   }
   state.counters["out"] = static_cast<double>(out);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_PolyResample)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oN)->Unit(benchmark::kMicrosecond);
 
@@ -48,8 +47,7 @@ void BM_GaussSmoothing(benchmark::State& state) {
     Math::GaussSmoothing(p);
     benchmark::DoNotOptimize(p.data());
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_GaussSmoothing)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oN)->Unit(benchmark::kMicrosecond);
 

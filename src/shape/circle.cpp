@@ -380,8 +380,8 @@ CCircleReduce::CCircleReduce(poly_base<CPointD> const& poly) : m_result{} {
   if (!geom_detail::IsClosedRing(poly)) return;
 
   std::vector<CPt> wpts;
-  _WeightPoly(poly, wpts);
-  _NormalizeWeights(wpts);
+  WeightPoly(poly, wpts);
+  NormalizeWeights(wpts);
 
   CUnitFrame f;
   f.origin = {0, 0};
@@ -423,13 +423,13 @@ CCircleReduce::CCircleReduce(poly_base<CPointD> const& poly) : m_result{} {
   m_result.dDeviation = dev;
 }
 
-void CCircleReduce::_WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>& out) {
+void CCircleReduce::WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>& out) {
   // The closing point repeats the first: m distinct vertices, m segments.
   std::size_t const m = poly.size() - 1;
   out.clear();
   out.reserve(m);
   // sqrt, not hypot: an overflowing length makes the total infinite, and
-  // _NormalizeWeights then falls back to uniform weights.
+  // NormalizeWeights then falls back to uniform weights.
   auto length = [&poly](std::size_t i) {
     double const dx = poly[i + 1].x - poly[i].x, dy = poly[i + 1].y - poly[i].y;
     return std::sqrt(dx * dx + dy * dy);
@@ -447,7 +447,7 @@ void CCircleReduce::_WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>
   }
 }
 
-void CCircleReduce::_NormalizeWeights(std::vector<CPt>& pts) {
+void CCircleReduce::NormalizeWeights(std::vector<CPt>& pts) {
   double sum = 0;
   for (CPt const& p : pts) sum += p.w;
   if (!(sum > 0) || !std::isfinite(sum)) {

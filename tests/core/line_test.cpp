@@ -13,6 +13,7 @@
 #include <math/ptstat.h>
 
 #include "core/tolerance.h"
+#include "test_values.h"
 
 namespace {
 
@@ -20,9 +21,9 @@ using Math::CEdge;
 using Math::CEdgeToEdge;
 using Math::CLine;
 
-double const kNaN = std::nan("");
+using kmath_test::IsBad;
+using kmath_test::kNaN;
 
-bool IsBad(double v) { double const bad = Math::tol::BadValue(); return std::memcmp(&v, &bad, sizeof v) == 0; }
 bool Same(CEdge const& a, CEdge const& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 // Within tol; a NaN expectation is met only by a NaN.
 bool Match(double g, double w, double tol = 1e-12) { return std::isnan(w) ? std::isnan(g) : std::abs(g - w) <= tol; }
@@ -30,7 +31,7 @@ bool Match(CPointD const& g, CPointD const& w, double t = 1e-12) { return Match(
 
 }  // namespace
 
-TEST(CLine, RandomLinesKeepTheNormalFormInvariants) {
+TEST(Line, RandomLinesKeepTheNormalFormInvariants) {
   std::mt19937 rng(7);
   std::uniform_real_distribution<double> u(-100.0, 100.0);
   for (int i = 0; i < 300; ++i) {
@@ -49,7 +50,7 @@ TEST(CLine, RandomLinesKeepTheNormalFormInvariants) {
   }
 }
 
-TEST(CLine, BadOpIsThrownExactlyWhereDocumented) {
+TEST(Line, BadOpIsThrownExactlyWhereDocumented) {
   CPointD const p{1, 2};
   // Just under EPS throws, at EPS nothing is thrown (nor for NaN: see the bad input below): X(1) = Y(1) = 2 / EPS.
   std::function<void()> const throwing[] = {
@@ -74,7 +75,7 @@ TEST(LineToRect, SidesBeforeTopAndBottomAndACornerTwice) {
   EXPECT_TRUE(meets(CLine(0, 1, -5e-13), {0, -5e-13}, {10, -5e-13}));
 }
 
-TEST(CLineToEdge, AnEndOnTheLineWinsElseTheEndsMustStraddle) {
+TEST(LineToEdge, AnEndOnTheLineWinsElseTheEndsMustStraddle) {
   auto const cross = [](CEdge const& e, double y, double t) {  // against x = 1
     auto const c = Math::CLineToEdge(CLine(1, 0, 1), e).CrossData();
     return c && Match(c->first, CPointD{1, y}) && std::abs(c->second - t) < 1e-15;
@@ -86,7 +87,7 @@ TEST(CLineToEdge, AnEndOnTheLineWinsElseTheEndsMustStraddle) {
                Math::CLineToEdge(CLine(1e6, 0, 0), CEdge{{-1e-15, 0}, {1e-15, 0}}).CrossData());
 }
 
-TEST(CEdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
+TEST(EdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
   CEdge const e1{{0, 0}, {4, 0}};
   auto const params = [](CEdge const& a, CEdge const& b, bool bounded, double t1, double t2) {
     auto const c = CEdgeToEdge(a, b).CrossData(bounded);
@@ -109,7 +110,7 @@ TEST(CEdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
   EXPECT_TRUE(Match(CEdgeToEdge(e1, {{3, -2}, {1, -2}}).Distance(), 2));
 }
 
-TEST(CEdgeToEdge, HasCrossMatchesBoostGeometryAndKeepsItsTolerances) {
+TEST(EdgeToEdge, HasCrossMatchesBoostGeometryAndKeepsItsTolerances) {
   CEdge const e1{{0, 0}, {2, 0}};
   EXPECT_TRUE(CEdgeToEdge(e1, {{2 + 1e-13, -1}, {2 + 1e-13, 1}}).HasCross());  // box slack within EPS
   // The side test's EPS is absolute on a product of cross products: a near

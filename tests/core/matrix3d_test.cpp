@@ -28,7 +28,7 @@ CPoint3D Rodrigues(CPoint3D const& k, double a, CPoint3D const& v) {
 
 }  // namespace
 
-TEST(CMatrix3D, HandWorkedValuesAndDocumentedQuirks) {
+TEST(Matrix3D, HandWorkedValuesAndDocumentedQuirks) {
   CMatrix3D const a = Rows({1, 2, 3, 4, 5, 6, 7, 8, 10}), b = Rows({-1, 0, 2, 3, 1, 1, 0, 5, -2});
   CMatrix3D c = a, self = a;
   c *= b;  // a on the left: a * b is (5, 17, -2), (11, 35, 1), (17, 58, 2) by hand
@@ -40,7 +40,7 @@ TEST(CMatrix3D, HandWorkedValuesAndDocumentedQuirks) {
   EXPECT_TRUE(Dist(Spherical({1e-13, 0, 0}), {0, 0, 0}) == 0.0 && std::isnan(Spherical({std::nan(""), 0, 1}).x));
 }
 
-TEST(CMatrix3D, InversesRotationsAndSphericalRoundTrip) {
+TEST(Matrix3D, InversesRotationsAndSphericalRoundTrip) {
   std::mt19937 rng(8);
   std::uniform_real_distribution<double> u(-3.0, 3.0);
   for (int k = 0; k < 200; ++k) {

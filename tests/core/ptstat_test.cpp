@@ -13,14 +13,16 @@
 #include <boost/geometry/geometries/point_xy.hpp>
 
 #include "core/tolerance.h"
+#include "test_values.h"
 #include "xy_reader.h"
 
 namespace {
 
-double const kNaN = std::nan(""), kInf = HUGE_VAL;
+using kmath_test::IsBad;
+using kmath_test::kInf;
+using kmath_test::kNaN;
 using Pts = std::vector<CPointD>;
 
-bool IsBad(double v) { double const bad = Math::tol::BadValue(); return std::memcmp(&v, &bad, sizeof v) == 0; }
 bool Near(double a, double b) { return std::abs(a - b) <= 1e-12; }
 
 // The hull must be Boost.Geometry's counter-clockwise ring of the caller's
@@ -41,7 +43,7 @@ void CheckHull(Pts h, int trace) {
 
 }  // namespace
 
-TEST(CPtStat, SumsMergeExactlyAndTheFitsAreLeastSquaresLines) {
+TEST(PtStat, SumsMergeExactlyAndTheFitsAreLeastSquaresLines) {
   CPointD const pts[] = {{1, 2}, {3, -1}, {0.5, 4}, {-2, 0}}, horiz[] = {{0, 2}, {5, 2}}, vert[] = {{3, 0}, {3, 9}};
   Math::CPtStat s(pts, 2);
   s += Math::CPtStat(pts + 2, 2);

@@ -28,7 +28,7 @@ using CShared = CTracked<Kcls::CRcMultiThrd>;
 
 }  // namespace
 
-TEST(CRcPtr, TheLastReleaseDestroysCopiesStartUnsharedAndThreadsBalance) {
+TEST(RcPtr, TheLastReleaseDestroysCopiesStartUnsharedAndThreadsBalance) {
   {
     Kcls::CRcPtr<CNode> a(new CNode), b = a, copy(new CNode(*a));
     *copy = *a;  // neither copying nor assigning an object shares its count

@@ -14,13 +14,13 @@
 #include <random>
 #include <sstream>
 
+#include "test_values.h"
 #include "xy_reader.h"
 
 namespace kmath_test {
 
 using Ring = Math::poly_base<CPointD>;
 using MPoly = Math::mpoly_base<CPointD>;
-constexpr double kNaN = NAN;
 
 // "x y, x y | x y, x y": polylines split at '|', points at ','. "" holds no
 // polyline, " " one empty polyline; nan, inf and 1e308 are numbers.

@@ -17,7 +17,7 @@ double Dist(CPointD a, CPointD b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
 // ---- the fitted stretch ----
 
-TEST(CCurveInfo, ParametersDegreeAndLineFollowTheStretchRules) {
+TEST(CurveInfo, ParametersDegreeAndLineFollowTheStretchRules) {
   Poly const run = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}};
   // The point that carries the walked length past dLength is still used;
   // reaching it exactly is not passing it.
@@ -25,7 +25,7 @@ TEST(CCurveInfo, ParametersDegreeAndLineFollowTheStretchRules) {
   EXPECT_EQ(CCurveInfo(run, 3.0, 2, 0.0).Params(), (std::vector<double>{0, 1, 2, 3, 4}));
   EXPECT_EQ(CCurveInfo(run, 2.5, 2, 0.5).Params(), (std::vector<double>{-0.5, 0.5, 1.5, 2.5}));
   CCurveInfo const two(Poly{{0, 0}, {3, 4}}, 10.0, 3, 0.0);  // degree 1: no c2 for the curvature
-  EXPECT_TRUE(two.Polynom().size() == 2 && std::abs(two.TanVector().y - 0.8) < 1e-12 && AllOnes(two.Curvature()));
+  EXPECT_TRUE(two.Polynom().size() == 2 && std::abs(two.TanVector().y - 0.8) < 1e-12 && IsBad(two.Curvature()));
   // Two distinct parameters for four coefficients: the surplus ones are 0.
   auto const dup = CCurveInfo(Poly{{0, 0}, {0, 0}, {2, 0}, {2, 0}}, 10.0, 3, 0.0).Polynom();
   EXPECT_TRUE(dup.size() == 4 && std::abs(dup[1].x - 1) < 1e-12 && dup[2].x == 0 && dup[3].x == 0);
@@ -106,8 +106,8 @@ TEST(CurveInfo, BadInputGivesTheInvalidObject) {
   for (Case const& c : cases) {
     SCOPED_TRACE(c.name);
     EXPECT_TRUE(!c.ci.IsValid() && c.ci.Params().empty() && c.ci.RegLine().empty());
-    EXPECT_TRUE(AllOnes(c.ci.Tangent()) && AllOnes(c.ci.Curvature()) && AllOnes(c.ci.Direction()));
-    EXPECT_TRUE(AllOnes(c.ci.TanVector().x) && AllOnes(c.ci.TanVector(1.0).y) && AllOnes(c.ci.DirVector().x));
+    EXPECT_TRUE(IsBad(c.ci.Tangent()) && IsBad(c.ci.Curvature()) && IsBad(c.ci.Direction()));
+    EXPECT_TRUE(IsBad(c.ci.TanVector().x) && IsBad(c.ci.TanVector(1.0).y) && IsBad(c.ci.DirVector().x));
   }
 }
 

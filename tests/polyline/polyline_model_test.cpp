@@ -57,14 +57,14 @@ TEST(PolylineModel, BadHitsFailAndLeaveTheCallersDataUntouched) {
     poly_hit h = bad;
     Pts out{{9, 9}};
     EXPECT_FALSE(Math::IsValidHit(p, bad));
-    EXPECT_TRUE(AllOnes(Math::PointAt(p, bad).x) && AllOnes(Math::PointAt(p, bad).y));
-    EXPECT_TRUE(AllOnes(Math::MoveAlong(p, h, 1.0)) && h.index == bad.index);
+    EXPECT_TRUE(IsBad(Math::PointAt(p, bad).x) && IsBad(Math::PointAt(p, bad).y));
+    EXPECT_TRUE(IsBad(Math::MoveAlong(p, h, 1.0)) && h.index == bad.index);
     EXPECT_FALSE(Math::CutBetween(p, bad, poly_hit(0, 0), out) || Math::CutBetween(p, poly_hit(0, 0), bad, out));
     EXPECT_TRUE(Same(out, {{9, 9}}));
   }
   poly_hit h(0, 0.5);
-  EXPECT_TRUE(AllOnes(Math::MoveAlong(p, h, kNaN)) && h.param == 0.5);
-  EXPECT_TRUE(AllOnes(Math::MoveAlong({}, h, 1.0)) && AllOnes(Math::PointAt({}, h).x));
+  EXPECT_TRUE(IsBad(Math::MoveAlong(p, h, kNaN)) && h.param == 0.5);
+  EXPECT_TRUE(IsBad(Math::MoveAlong({}, h, 1.0)) && IsBad(Math::PointAt({}, h).x));
 }
 
 // On real outlines the cut between a position and the one moved d along is

@@ -3,17 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <vector>
 
 #include "core/tolerance.h"
+#include "test_values.h"
 
 namespace {
 
 using Poly = Math::poly_base<CPointD>;
 using Result = Math::CCircleReduce::CResult;
-double const kNaN = std::nan(""), kInf = HUGE_VAL;
+using kmath_test::IsBad;
+using kmath_test::kInf;
+using kmath_test::kNaN;
 
 double Dist(CPointD const& a, CPointD const& b) { return std::hypot(a.x - b.x, a.y - b.y); }
 CPointD OnCircle(CPointD c, double r, double a) { return c + CPointD{std::cos(a), std::sin(a)} * r; }
@@ -69,8 +71,7 @@ TEST(CirclePolygons, RefuseBadRequestsLeavingOutputUntouched) {
   // The radius is stored absolute; one below EPS has no angle: the all-ones NaN.
   EXPECT_TRUE(Math::CCircle({1, 2}, -5).Radius() == 5 && Math::CCircle({1, 2}, -5).Angle({-3, 2}) == M_PI);
   for (double r : {0.0, 1e-13, kNaN}) {
-    double const a = Math::CCircle({1, 2}, r).Angle({3, 3}), bad = Math::tol::BadValue();
-    EXPECT_TRUE(!Math::CCircle({1, 2}, r).IsValid() && std::memcmp(&a, &bad, sizeof a) == 0) << r;
+    EXPECT_TRUE(!Math::CCircle({1, 2}, r).IsValid() && IsBad(Math::CCircle({1, 2}, r).Angle({3, 3}))) << r;
   }
 }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <vector>
 
+#include "test_values.h"
 #include "xy_reader.h"
 
 #ifdef KMATH_TEST_HAVE_OPENCV
@@ -19,7 +20,8 @@ using Ring = std::vector<CPointD>;
 using M10 = std::array<double, 10>;
 using M6 = std::array<double, 6>;
 using H7 = std::array<double, 7>;
-double const kNaN = std::nan(""), kInf = HUGE_VAL;
+using kmath_test::kInf;
+using kmath_test::kNaN;
 constexpr int kP[10] = {0, 1, 0, 2, 1, 0, 3, 2, 1, 0}, kQ[10] = {0, 0, 1, 0, 1, 2, 0, 1, 2, 3};
 
 // Copied out of the packed record in field order, so they can be indexed.
