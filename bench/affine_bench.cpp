@@ -50,7 +50,9 @@ void BM_AffineFit(benchmark::State& state) {
   std::vector<Math::CRefPoint> rps(n);
   for (std::size_t i = 0; i < n; ++i) {
     CPointD const& s = src[i];
-    rps[i] = {s, {kGeo[0] * s.x + kGeo[1] * s.y + kGeo[2] + noise(rng), kGeo[3] * s.x + kGeo[4] * s.y + kGeo[5] + noise(rng)}};
+    rps[i] = {
+        s,
+        {kGeo[0] * s.x + kGeo[1] * s.y + kGeo[2] + noise(rng), kGeo[3] * s.x + kGeo[4] * s.y + kGeo[5] + noise(rng)}};
   }
   Math::CAffineParams p;
   for (auto _ : state) {

@@ -55,14 +55,19 @@ void TimeHull(benchmark::State& state, std::vector<CPointD> const& input) {
   kmath_bench::SetCounts(state, input.size());
 }
 
-void BM_ConvexHull_Random(benchmark::State& state) { TimeHull(state, RandomSquare(static_cast<std::size_t>(state.range(0)))); }
-void BM_ConvexHull_Circle(benchmark::State& state) { TimeHull(state, OnCircle(static_cast<std::size_t>(state.range(0)))); }
+void BM_ConvexHull_Random(benchmark::State& state) {
+  TimeHull(state, RandomSquare(static_cast<std::size_t>(state.range(0))));
+}
+void BM_ConvexHull_Circle(benchmark::State& state) {
+  TimeHull(state, OnCircle(static_cast<std::size_t>(state.range(0))));
+}
 BENCHMARK(BM_ConvexHull_Random)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oNLogN);
 BENCHMARK(BM_ConvexHull_Circle)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oNLogN);
 
 void BM_ConvexHull_Horse(benchmark::State& state) {
   std::vector<CPointD> input;
-  for (auto const& poly : kmath_test::LoadPolylines("horse_crack.xy")) input.insert(input.end(), poly.begin(), poly.end());
+  for (auto const& poly : kmath_test::LoadPolylines("horse_crack.xy"))
+    input.insert(input.end(), poly.begin(), poly.end());
   TimeHull(state, input);
 }
 BENCHMARK(BM_ConvexHull_Horse);

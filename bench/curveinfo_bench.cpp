@@ -31,8 +31,7 @@ void BM_CurveInfo(benchmark::State& state) {
   auto const n = static_cast<std::size_t>(state.range(1));
   auto const poly = SmoothedWalk(n);
   std::vector<Math::poly_hit> hits;
-  for (std::size_t i = 0; i < positions; ++i)
-    hits.emplace_back(static_cast<int>(i * (n - 1) / positions), 0.37);
+  for (std::size_t i = 0; i < positions; ++i) hits.emplace_back(static_cast<int>(i * (n - 1) / positions), 0.37);
   double sum = 0;
   for (auto _ : state) {
     for (auto const& h : hits) {

@@ -78,7 +78,8 @@ std::size_t Vertices(CStdPlgn const& p) {
 
 CRectD Box(std::vector<CPointD> const& pts) {
   CRectD b{HUGE_VAL, HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-  for (auto const& p : pts) b = {std::min(b.left, p.x), std::min(b.top, p.y), std::max(b.right, p.x), std::max(b.bottom, p.y)};
+  for (auto const& p : pts)
+    b = {std::min(b.left, p.x), std::min(b.top, p.y), std::max(b.right, p.x), std::max(b.bottom, p.y)};
   return b;
 }
 
@@ -120,7 +121,13 @@ void BM_PtInsideRing(benchmark::State& state) {
   state.counters["vertices"] = static_cast<double>(ring.size());
   kmath_bench::SetCounts(state, kQueries, ring.size());
 }
-BENCHMARK(BM_PtInsideRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_PtInsideRing)
+    ->Arg(100)
+    ->Arg(1000)
+    ->Arg(5000)
+    ->Arg(50000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 
 // Every closed shoreline as one polygon, 146 thousand vertices.
 void BM_PtInsidePolygon(benchmark::State& state) {
@@ -160,7 +167,13 @@ void BM_BoostWithinRing(benchmark::State& state) {
   }
   kmath_bench::SetCounts(state, kQueries, ring.size());
 }
-BENCHMARK(BM_BoostWithinRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_BoostWithinRing)
+    ->Arg(100)
+    ->Arg(1000)
+    ->Arg(5000)
+    ->Arg(50000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 #endif
 
 #ifdef KMATH_BENCH_HAVE_GEOS
@@ -172,9 +185,7 @@ class CGeos {
   CGeos& operator=(CGeos const&) = delete;
   GEOSContextHandle_t get() const { return m_h; }
 
-  GEOSGeometry* Line(std::vector<CPointD> const& pts) const {
-    return GEOSGeom_createLineString_r(m_h, Seq(pts));
-  }
+  GEOSGeometry* Line(std::vector<CPointD> const& pts) const { return GEOSGeom_createLineString_r(m_h, Seq(pts)); }
   GEOSGeometry* Polygon(std::vector<CPointD> const& ring) const {
     return GEOSGeom_createPolygon_r(m_h, GEOSGeom_createLinearRing_r(m_h, Seq(ring)), nullptr, 0);
   }
@@ -295,7 +306,13 @@ void BM_SplitPolyBuild(benchmark::State& state) {
   }
   kmath_bench::SetCounts(state, Vertices(plg));
 }
-BENCHMARK(BM_SplitPolyBuild)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oNLogN);
+BENCHMARK(BM_SplitPolyBuild)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(60000)
+    ->Arg(200000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oNLogN);
 
 // A walk of m steps against every shoreline (146 thousand vertices).
 void BM_SplitPolyWalk(benchmark::State& state) {
@@ -313,7 +330,11 @@ void BM_SplitPolyWalk(benchmark::State& state) {
   state.counters["pieces"] = static_cast<double>(pieces);
   kmath_bench::SetCounts(state, m);
 }
-BENCHMARK(BM_SplitPolyWalk)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_SplitPolyWalk)
+    ->RangeMultiplier(10)
+    ->Range(100, 100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 
 // A fixed walk of 1000 steps against polygons of growing size.
 void BM_SplitPolyPolygonSize(benchmark::State& state) {

@@ -37,7 +37,11 @@ void BM_PolyResample(benchmark::State& state) {
   state.counters["out"] = static_cast<double>(out);
   kmath_bench::SetCounts(state, n);
 }
-BENCHMARK(BM_PolyResample)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oN)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_PolyResample)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Complexity(benchmark::oN)
+    ->Unit(benchmark::kMicrosecond);
 
 // Repeated passes on the same vector, as a caller smoothing k times would do.
 void BM_GaussSmoothing(benchmark::State& state) {
@@ -49,6 +53,10 @@ void BM_GaussSmoothing(benchmark::State& state) {
   }
   kmath_bench::SetCounts(state, n);
 }
-BENCHMARK(BM_GaussSmoothing)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oN)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_GaussSmoothing)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Complexity(benchmark::oN)
+    ->Unit(benchmark::kMicrosecond);
 
 }  // namespace

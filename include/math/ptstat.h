@@ -67,8 +67,7 @@ KMATH_API double MaxDeviation(CLine const& l, CPointD const* pts, unsigned int n
 // False (f untouched) for a polyline shorter than EPS (n < 2 included), no
 // main direction, or NaN input. With total weight <= EPS the raw weighted
 // sums are used uncentred.
-KMATH_API bool LIRLine(CLinForm& f, CPointD const* pts, unsigned int n, double pos, double sharpness,
-                       bool laplace);
+KMATH_API bool LIRLine(CLinForm& f, CPointD const* pts, unsigned int n, double pos, double sharpness, bool laplace);
 // Solves the 2x2 system m*x = r (m row by row); false (x untouched) when
 // |det| <= EPS, det is NaN or a pointer is null.
 KMATH_API bool SolveKramer(double const* m, double* x, double const* r);

@@ -14,8 +14,16 @@ struct CPointD {
   double x;
   double y;
 
-  CPointD& operator+=(CPointD const& o) { x += o.x; y += o.y; return *this; }
-  CPointD& operator-=(CPointD const& o) { x -= o.x; y -= o.y; return *this; }
+  CPointD& operator+=(CPointD const& o) {
+    x += o.x;
+    y += o.y;
+    return *this;
+  }
+  CPointD& operator-=(CPointD const& o) {
+    x -= o.x;
+    y -= o.y;
+    return *this;
+  }
 };
 
 KMATH_FP_CONTRACT_OFF_BEGIN

@@ -123,8 +123,8 @@ double CPtStat::MSError(double a, double b, double c) const {
   if (m_count == 0) return 0.0;
   double const n = m_count;
   // Sum of squared residuals expanded over the stored sums.
-  double const q = a * a * m_sxx + b * b * m_syy + c * c * n + 2.0 * a * b * m_sxy + 2.0 * a * c * m_sx +
-                   2.0 * b * c * m_sy;
+  double const q =
+      a * a * m_sxx + b * b * m_syy + c * c * n + 2.0 * a * b * m_sxy + 2.0 * a * c * m_sx + 2.0 * b * c * m_sy;
   // Cancellation can leave a tiny negative sum for points on the line.
   return q > 0.0 ? std::sqrt(q / n) : 0.0;
 }

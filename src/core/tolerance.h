@@ -53,9 +53,7 @@ inline bool GtBeyond(double a, double b, double t = kEps) { return std::abs(a - 
 inline bool LtBeyond(double a, double b, double t = kEps) { return std::abs(a - b) >= t && a < b; }
 // Within [0, 1] with the tolerant ends of an edge parameter. A NaN passes:
 // both comparisons with it are false, so neither end rejects it.
-inline bool InUnitWithin(double t, double tol = kEps) {
-  return !(LtBeyond(t, 0.0, tol) || GtBeyond(t, 1.0, tol));
-}
+inline bool InUnitWithin(double t, double tol = kEps) { return !(LtBeyond(t, 0.0, tol) || GtBeyond(t, 1.0, tol)); }
 
 // The failure value: the double whose 64 bits are all set (a quiet NaN).
 // Callers may test bits, not only isnan, so it is always this exact value.

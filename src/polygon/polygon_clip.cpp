@@ -38,7 +38,6 @@ double Across(CPoint3D const& p, bool onX) { return onX ? p.x : p.y; }
 double Along(CPointD const& p, bool onX) { return onX ? p.y : p.x; }
 double Along(CPoint3D const& p, bool onX) { return onX ? p.y : p.x; }
 
-
 bool Same(CPointD const& a, CPointD const& b) { return a.x == b.x && a.y == b.y; }
 bool Same(CPoint3D const& a, CPoint3D const& b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
 

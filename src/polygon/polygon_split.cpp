@@ -195,9 +195,8 @@ struct CSplitPoly1::CState {
                        std::max(p.y, q.y) + kFltEps, static_cast<std::int32_t>(i)});
     }
     if (spans.empty() || byX.size() == 0) return hits;
-    std::sort(spans.begin(), spans.end(), [](CSpan const& a, CSpan const& b) {
-      return a.lo < b.lo || (a.lo == b.lo && a.index < b.index);
-    });
+    std::sort(spans.begin(), spans.end(),
+              [](CSpan const& a, CSpan const& b) { return a.lo < b.lo || (a.lo == b.lo && a.index < b.index); });
 
     // A polygon segment met by the sweep, its points fetched once.
     struct CActive {
@@ -313,8 +312,8 @@ CSplitPoly1::~CSplitPoly1() = default;
 CSplitPoly1::CSplitPoly1(CSplitPoly1&&) noexcept = default;
 CSplitPoly1& CSplitPoly1::operator=(CSplitPoly1&&) noexcept = default;
 
-void CSplitPoly1::operator()(poly_base<CPointD> const& poly, mpoly_base<CPointD>& inside,
-                             mpoly_base<CPointD>& outside, bool boundaryInside) const {
+void CSplitPoly1::operator()(poly_base<CPointD> const& poly, mpoly_base<CPointD>& inside, mpoly_base<CPointD>& outside,
+                             bool boundaryInside) const {
   if (m_state) m_state->Split(poly, inside, outside, boundaryInside);
 }
 

@@ -1,9 +1,9 @@
 #include <math/polyline.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <algorithm>
 
 #include "core/geom_impl.h"
 #include "core/tolerance.h"

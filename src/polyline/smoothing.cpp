@@ -52,7 +52,8 @@ void PolyResample(std::vector<CPointD>& poly, double dStep) {
 void GaussSmoothing(std::vector<CPointD>& poly) {
   std::size_t const n = poly.size();
   if (n < 3 || !geom_detail::AllFinite(poly)) return;
-  bool const closed = std::abs(poly[0].x - poly[n - 1].x) < tol::kEps && std::abs(poly[0].y - poly[n - 1].y) < tol::kEps;
+  bool const closed =
+      std::abs(poly[0].x - poly[n - 1].x) < tol::kEps && std::abs(poly[0].y - poly[n - 1].y) < tol::kEps;
 
   std::vector<CPointD> out(n);
   out[0] = closed ? Binomial(poly[n - 2], poly[0], poly[1]) : poly[0];

@@ -251,8 +251,7 @@ bool CCircle::MakePoly(poly_base<CPointD>& out, double tolerance, int nMax) cons
   return true;
 }
 
-bool CircleToPoly(std::vector<CPointD>& out, CPointD const& center, double radius, double tolerance,
-                  unsigned nMax) {
+bool CircleToPoly(std::vector<CPointD>& out, CPointD const& center, double radius, double tolerance, unsigned nMax) {
   double s;
   if (!CircleStep(center, radius, tolerance, nMax, s)) return false;
   double const n = std::ceil(kTwoPi / s);

@@ -144,9 +144,7 @@ double CRCMoments::Eccentricity() const {
   return axes.cy / axes.cx;
 }
 
-CSizeD CRCMoments::Skewness() const {
-  return {mu30 / (std::sqrt(mu20) * mu20), mu03 / (std::sqrt(mu02) * mu02)};
-}
+CSizeD CRCMoments::Skewness() const { return {mu30 / (std::sqrt(mu20) * mu20), mu03 / (std::sqrt(mu02) * mu02)}; }
 
 double CRCMoments::AMI1() const {
   double const m2 = m00 * m00;

@@ -53,14 +53,31 @@ TEST(Line, RandomLinesKeepTheNormalFormInvariants) {
 TEST(Line, BadOpIsThrownExactlyWhereDocumented) {
   CPointD const p{1, 2};
   // Just under EPS throws, at EPS nothing is thrown (nor for NaN: see the bad input below): X(1) = Y(1) = 2 / EPS.
-  std::function<void()> const throwing[] = {
-      [&] { (void)CLine(p, CPointD{1 + 9e-13, 2}); }, [] { (void)CLine(Math::CLinForm{0, 9e-13, 5}); },
-      [&] { CEdge e{p, p}; Math::ClipEdge(e, CRectD{}); }, [&] { Math::BisectEdge(p, p, p); },
-      [] { CLine(9e-13, 1, 3).X(1); }, [] { CLine(1, 9e-13, 3).Y(1); }, [&] { Math::BisectLine(p, p); }};
-  std::function<void()> const quiet[] = {
-      [&] { (void)CLine(p, CPointD{1 + 1e-12, 2}); }, [] { (void)CLine(Math::CLinForm{0, 1e-12, 5}); },
-      [] { EXPECT_DOUBLE_EQ(CLine(1e-12, 1, 3).X(1), 2e12); }, [] { EXPECT_DOUBLE_EQ(CLine(1, 1e-12, 3).Y(1), 2e12); },
-      [&] { (void)Math::BisectEdge(p, p, CPointD{4, 6}); }};  // one empty arm
+  std::function<void()> const throwing[] = {[&] {
+                                              (void)CLine(p, CPointD{1 + 9e-13, 2});
+                                            },
+                                            [] {
+                                              (void)CLine(Math::CLinForm{0, 9e-13, 5});
+                                            },
+                                            [&] {
+                                              CEdge e{p, p};
+                                              Math::ClipEdge(e, CRectD{});
+                                            },
+                                            [&] { Math::BisectEdge(p, p, p); },
+                                            [] { CLine(9e-13, 1, 3).X(1); },
+                                            [] { CLine(1, 9e-13, 3).Y(1); },
+                                            [&] { Math::BisectLine(p, p); }};
+  std::function<void()> const quiet[] = {[&] {
+                                           (void)CLine(p, CPointD{1 + 1e-12, 2});
+                                         },
+                                         [] {
+                                           (void)CLine(Math::CLinForm{0, 1e-12, 5});
+                                         },
+                                         [] { EXPECT_DOUBLE_EQ(CLine(1e-12, 1, 3).X(1), 2e12); },
+                                         [] { EXPECT_DOUBLE_EQ(CLine(1, 1e-12, 3).Y(1), 2e12); },
+                                         [&] {
+                                           (void)Math::BisectEdge(p, p, CPointD{4, 6});
+                                         }};  // one empty arm
   for (auto const& call : throwing) EXPECT_THROW(call(), CLine::CBadOp) << &call - throwing;
   for (auto const& call : quiet) EXPECT_NO_THROW(call()) << &call - quiet;
 }
@@ -95,12 +112,12 @@ TEST(EdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
   };
   EXPECT_TRUE(params(e1, {{12, -1}, {12, 1}}, false, 3, 0.5));               // unbounded: unclamped
   EXPECT_TRUE(params(e1, {{4 + 4e-13, -1}, {4 + 4e-13, 1}}, true, 1, 0.5));  // past the end within EPS
-  EXPECT_FALSE(CEdgeToEdge(e1, {{0, 1}, {4, 1 + 1e-8}}).CrossData(false));  // parallel in single precision
+  EXPECT_FALSE(CEdgeToEdge(e1, {{0, 1}, {4, 1 + 1e-8}}).CrossData(false));   // parallel in single precision
   // Collinear: the first of Q0, Q1, P0, P1 on the other edge; unbounded takes Q0 untested.
   EXPECT_TRUE(params(e1, {{1, 0}, {3, 0}}, true, 0.25, 0) && params(e1, {{5, 0}, {3, 0}}, true, 0.75, 1));
   EXPECT_TRUE(params(e1, {{-1, 0}, {6, 0}}, true, 0, 1.0 / 7) && params(e1, {{5, 0}, {6, 0}}, false, 1.25, 0));
   EXPECT_TRUE(params({{9, 0}, {9, 0}}, e1, true, kNaN, 0));  // a point edge's NaN parameter passes
-  auto const angle = [](CPointD d1, CPointD d2) {  // in degrees
+  auto const angle = [](CPointD d1, CPointD d2) {            // in degrees
     return CEdgeToEdge(CEdge{{0, 0}, d1}, CEdge{{5, 0}, CPointD{5, 0} + d2}).MinAngle() / std::acos(0.0) * 90;
   };
   // Folded into [0, 90]; components under EPS are zero; within EPS of a right angle nothing is folded.

@@ -11,8 +11,15 @@ namespace {
 using Math::CMatrix3D;
 
 // The nine entries row by row.
-CMatrix3D Rows(std::initializer_list<double> v) { CMatrix3D r; std::memcpy(r.m, v.begin(), sizeof r.m); return r; }
-CMatrix3D Inverse(CMatrix3D m) { m.Invert(); return m; }
+CMatrix3D Rows(std::initializer_list<double> v) {
+  CMatrix3D r;
+  std::memcpy(r.m, v.begin(), sizeof r.m);
+  return r;
+}
+CMatrix3D Inverse(CMatrix3D m) {
+  m.Invert();
+  return m;
+}
 // Sum of the entries' absolute differences: a NaN or infinity shows.
 double Diff(CMatrix3D const& a, CMatrix3D const& b) {
   double d = 0.0;
@@ -54,7 +61,8 @@ TEST(Matrix3D, InversesRotationsAndSphericalRoundTrip) {
     // RotateX, RotateZ and Rotation turn points by -a, RotateY by +a. Rotation normalises the axis in place
     // before turns reads it.
     EXPECT_LT(turns(CMatrix3D::RotateX(a), {1, 0, 0}, -a) + turns(CMatrix3D::RotateY(a), {0, 1, 0}, a) +
-                  turns(CMatrix3D::RotateZ(a), {0, 0, 1}, -a) + turns(CMatrix3D::Rotation(axis, a), axis, -a), 1e-12);
+                  turns(CMatrix3D::RotateZ(a), {0, 0, 1}, -a) + turns(CMatrix3D::Rotation(axis, a), axis, -a),
+              1e-12);
     EXPECT_LT(Dist(axis, raw * (1 / std::hypot(raw.x, raw.y, raw.z))), 1e-15);
     // s is (r, azimuth, elevation).
     EXPECT_LT(Dist({s.x * std::cos(s.z) * std::cos(s.y), s.x * std::cos(s.z) * std::sin(s.y), s.x * std::sin(s.z)}, v),

@@ -122,8 +122,13 @@ TEST(PtStat, BadInputGivesFailureValuesAndKeepsOutputs) {
                 nan[] = {{0, 0}, {kNaN, 1}, {2, 2}}, inf[] = {{0, 0}, {kInf, 1}, {2, 2}};
   // Nothing, too few points, no main direction, non-finite sums.
   Math::CLinForm f{7, 8, 9};
-  for (auto const& [pts, n, lirFails] : {std::tuple{one, 1, true}, {square, 0, true}, {nullptr, 5, true},
-                                          {square, 4, false}, {spot, 3, true}, {nan, 3, true}, {inf, 3, false}}) {
+  for (auto const& [pts, n, lirFails] : {std::tuple{one, 1, true},
+                                         {square, 0, true},
+                                         {nullptr, 5, true},
+                                         {square, 4, false},
+                                         {spot, 3, true},
+                                         {nan, 3, true},
+                                         {inf, 3, false}}) {
     Math::CPtStat const s(pts, n);
     EXPECT_TRUE(!s.InitLine(f) && f.a == 7 && f.b == 8 && f.c == 9 && s.MSError() == 0.0) << n;
     EXPECT_TRUE(!lirFails || (!Math::LIRLine(f, pts, n, 0.5, 1.0, true) && f.a == 7)) << n;
@@ -132,7 +137,7 @@ TEST(PtStat, BadInputGivesFailureValuesAndKeepsOutputs) {
   EXPECT_TRUE(none.GetCount() == 0u && IsBad(none.AvgPoint().x) && IsBad(none.AvgPoint().y));
   // The forced fit is all-zero when every point is at p (or there are none).
   EXPECT_TRUE(none.MSError(1, 1, 1) == 0 && none.InitLine(f, CPointD{1, 1}) && f.a == 0.0 && f.b == 0.0 && f.c == 0.0);
-  EXPECT_TRUE(Math::CPtStat(nan, 3).InitLine(f, CPointD{0, 0}) && std::isnan(f.a));     // true, with a NaN form
+  EXPECT_TRUE(Math::CPtStat(nan, 3).InitLine(f, CPointD{0, 0}) && std::isnan(f.a));  // true, with a NaN form
   EXPECT_TRUE(Math::MaxDeviation({0, 1, 1}, square, 0) == 0.0 && Math::MaxDeviation({0, 1, 1}, nullptr, 3) == 0.0 &&
               IsBad(Math::MaxDeviation({0, 1, 1}, nan, 3)));
 
@@ -165,8 +170,8 @@ TEST(ConvexHull, OrderTieRulesAndUntouchedInput) {
   EXPECT_TRUE(hulls({{0, 5e-13}, {0, 0}, {3, 1}, {2, 3}}, {{0, 5e-13}, {3, 1}, {2, 3}, {0, 5e-13}}));
   EXPECT_TRUE(hulls({{0, 0}, {-5e-13, 0}, {3, 1}, {2, 3}}, {{0, 0}, {3, 1}, {2, 3}, {-5e-13, 0}, {0, 0}}));
   // Three points or fewer, and non-finite input, are left as they are.
-  for (Pts const& p : {Pts{{3, 3}, {0, 0}, {1, 1}}, {{0, 0}, {kNaN, 2}, {4, 0}, {4, 4}}, {},
-                       {{0, -kInf}, {4, 0}, {4, 4}, {1, 1}}})
+  for (Pts const& p :
+       {Pts{{3, 3}, {0, 0}, {1, 1}}, {{0, 0}, {kNaN, 2}, {4, 0}, {4, 4}}, {}, {{0, -kInf}, {4, 0}, {4, 4}, {1, 1}}})
     EXPECT_TRUE(hulls(p, p)) << p.size();
 }
 

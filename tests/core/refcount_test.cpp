@@ -42,7 +42,9 @@ TEST(RcPtr, TheLastReleaseDestroysCopiesStartUnsharedAndThreadsBalance) {
   }
   // Holders on two threads at once: the atomic count balances.
   Kcls::CRcPtr<CShared> root(new CShared);
-  auto const hold = [&root] { for (int i = 0; i < 1000000; ++i) Kcls::CRcPtr<CShared>(root).reset(); };
+  auto const hold = [&root] {
+    for (int i = 0; i < 1000000; ++i) Kcls::CRcPtr<CShared>(root).reset();
+  };
   std::thread other(hold);
   hold();
   other.join();

@@ -71,7 +71,12 @@ TEST(CurveInfo, CurvatureOfASampledCircleIsTheInverseRadius) {
 // angle pi/3; the angle between the arms may equal the limit).
 TEST(CurveInfo, StretchIsCutAfterTheFirstKinkByProcessWideParameters) {
   CPointD const back = {-std::sqrt(0.75), 0.5}, up = {0, 1};
-  struct Case { char const* name; double arm, kinkArm, kinkAngle; CPointD leg; double reach; } const cases[] = {
+  struct Case {
+    char const* name;
+    double arm, kinkArm, kinkAngle;
+    CPointD leg;
+    double reach;
+  } const cases[] = {
       {"arms of 3: a kink, cut at arc 6", 3.0, 2.0, kPi / 3, back, 6.0},
       {"arms of 1.5, under the arm length: no kink", 1.5, 2.0, kPi / 3, back, 9.0},
       {"shorter arm length: a kink", 1.5, 1.0, kPi / 3, back, 3.0},
@@ -91,7 +96,10 @@ TEST(CurveInfo, StretchIsCutAfterTheFirstKinkByProcessWideParameters) {
 TEST(CurveInfo, BadInputGivesTheInvalidObject) {
   Poly const p = {{0, 0}, {1, 0}, {2, 0}, {3, 1}};
   auto at = [&p](poly_hit h, double len, bool back) { return Math::CurveInfo(p, h, len, back, 3); };
-  struct Case { char const* name; CCurveInfo ci; } const cases[] = {
+  struct Case {
+    char const* name;
+    CCurveInfo ci;
+  } const cases[] = {
       {"fit of no point", CCurveInfo(Poly{}, 10.0, 3, 0.0)},
       {"fit of one point", CCurveInfo(Poly{{1, 1}}, 10.0, 3, 0.0)},
       {"fit over a NaN", CCurveInfo(Poly{{0, 0}, {kNaN, 1}, {2, 2}}, 10.0, 3, 0.0)},
@@ -126,7 +134,10 @@ TEST(PolyDirections, EndsUseTheirOwnConstantsAndWalkTheAppendedList) {
   for (int i = 0; i <= 20; ++i) zig.push_back({double(i), 0.5 * (i % 2)});
   for (int i = 0; i <= 10; ++i) run.push_back({double(i), 0});
   Pts const nan = {{0, 0}, {1, kNaN}, {2, 0}, {3, 0}}, same(3, {2, 2});
-  struct Case { char const* name; CPointD got, want; } const cases[] = {
+  struct Case {
+    char const* name;
+    CPointD got, want;
+  } const cases[] = {
       {"arc start", Math::PolyStartingDir(arc.data(), 19, 19, 3, 100), {-8.2997428986536494, 11.253934505795916}},
       {"arc end", Math::PolyEndingDir(arc.data(), 19, 19, 3, 100), {-11.715841514313498, 7.2130234419507167}},
       {"zig-zag start", Math::PolyStartingDir(zig.data(), 21, 21, 2, 0.01), {3.4916707811803365, -1.3322605903399103}},

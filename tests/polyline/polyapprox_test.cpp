@@ -20,8 +20,11 @@ double SegDist(CPointD const& a, CPointD const& b, CPointD const& p) {
 }
 
 TEST(PolyApprox, TracedOutlinesStayWithinToleranceAndChordLimit) {
-  std::pair<char const*, size_t> const sources[] = {  // every k-th block of the big files
-      {"horse_crack.xy", 1}, {"coins_chain.xy", 1}, {"ccitt2_centerlines.xy", 3}, {"soho_buildings_chain.xy", 6}};
+  std::pair<char const*, size_t> const sources[] = {// every k-th block of the big files
+                                                    {"horse_crack.xy", 1},
+                                                    {"coins_chain.xy", 1},
+                                                    {"ccitt2_centerlines.xy", 3},
+                                                    {"soho_buildings_chain.xy", 6}};
   double const settings[][2] = {{0.7, kMax}, {1.5, kMax}, {1.0, 12.0}, {3.0, 25.0}, {-1.0, 12.0}};
   for (auto const& src : sources) {
     auto const polys = kmath_test::LoadPolylines(src.first);
@@ -53,7 +56,13 @@ TEST(PolyApprox, TracedOutlinesStayWithinToleranceAndChordLimit) {
 // passed; a valid input that keeps too much still writes its list.
 TEST(PolyApprox, SmallCasesFollowTheTieClosedAndBadInputRules) {
   Pts const run = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}, {6, 0}, {7, 0}, {8, 0}, {9, 0}};
-  struct Case { char const* name; Pts pts; double tol, limit; Idx idx; bool changed; } const cases[] = {
+  struct Case {
+    char const* name;
+    Pts pts;
+    double tol, limit;
+    Idx idx;
+    bool changed;
+  } const cases[] = {
       {"zero limit never splits a segment", {{0, 0}, {1, 0.1}, {2, 0}, {3, 0.1}}, 0.5, 0.0, {0, 1, 2, 3}, false},
       {"flat chord over the limit: middle index", run, 1.0, 4.0, {0, 4, 6, 9}, true},
       {"over the limit by under 1e-12", {{0, 0}, {1, 0}, {2, 0}}, 0.5, 2 - 5e-13, {0, 2}, true},

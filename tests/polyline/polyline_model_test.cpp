@@ -17,7 +17,15 @@ double Dist(CPointD a, CPointD b) { return std::hypot(a.x - b.x, a.y - b.y); }
 TEST(PolylineModel, MoveAlongAndCutBetweenFollowTheOrderOfTravel) {
   Pts const p = {{0, 0}, {3, 0}, {3, 0}, {3, 4}};  // lengths 3, 0, 4
   Pts const sq = {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0}}, run = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}};
-  struct Move { char const* name; Pts const* poly; poly_hit from; double dist; bool wrap; double moved; CPointD at; };
+  struct Move {
+    char const* name;
+    Pts const* poly;
+    poly_hit from;
+    double dist;
+    bool wrap;
+    double moved;
+    CPointD at;
+  };
   Move const moves[] = {
       {"over the zero-length segment", &p, {0, 0.5}, 3.5, false, 3.5, {3, 2}},
       {"open: stopped at the end, no wrap", &p, {0, 0.5}, 100.0, true, 5.5, {3, 4}},
@@ -35,7 +43,11 @@ TEST(PolylineModel, MoveAlongAndCutBetweenFollowTheOrderOfTravel) {
     EXPECT_NEAR(Dist(Math::PointAt(*c.poly, h), c.at), 0.0, 1e-9);
   }
   EXPECT_GT(Math::PointAt(Pts{{0, 0}, {1e6, 0}}, poly_hit(0, 1 + 5e-13)).x, 1e6);  // valid, so not clamped
-  struct Cut { char const* name; poly_hit from, to; std::vector<double> xs; } const cuts[] = {
+  struct Cut {
+    char const* name;
+    poly_hit from, to;
+    std::vector<double> xs;
+  } const cuts[] = {
       {"end of a segment is the next vertex", {1, 1.0}, {3, 1 - 1e-13}, {2, 3, 4}},
       {"backward", {3, 0.5}, {0, 0.5}, {3.5, 3, 2, 1, 0.5}},
       {"backward from a vertex", {3, 0.0}, {1, 0.0}, {3, 2, 1}},
