@@ -138,7 +138,7 @@ void BM_CEdgeToEdge_CrossData(benchmark::State& state) {
   }
   kmath_bench::SetCounts(state, 1);
 }
-BENCHMARK(BM_CEdgeToEdge_CrossData)->Arg(0)->Arg(1);
+BENCHMARK(BM_CEdgeToEdge_CrossData)->ArgsProduct({{0, 1}});
 
 void BM_CEdgeToEdge_HasCross(benchmark::State& state) {
   std::vector<Math::CEdge> const edges = RandomEdges();

@@ -71,6 +71,6 @@ void BM_PolyEndDirections(benchmark::State& state) {
   }
   kmath_bench::SetCounts(state, pieces);
 }
-BENCHMARK(BM_PolyEndDirections)->Arg(25)->Arg(100)->Arg(400)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PolyEndDirections)->ArgsProduct({{25, 100, 400}})->Unit(benchmark::kMillisecond);
 
 }  // namespace

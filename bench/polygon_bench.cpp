@@ -122,10 +122,7 @@ void BM_PtInsideRing(benchmark::State& state) {
   kmath_bench::SetCounts(state, kQueries, ring.size());
 }
 BENCHMARK(BM_PtInsideRing)
-    ->Arg(100)
-    ->Arg(1000)
-    ->Arg(5000)
-    ->Arg(50000)
+    ->ArgsProduct({{100, 1000, 5000, 50000}})
     ->Unit(benchmark::kMillisecond)
     ->Complexity(benchmark::oN);
 
@@ -141,7 +138,7 @@ void BM_PtInsidePolygon(benchmark::State& state) {
   state.counters["vertices"] = static_cast<double>(Vertices(plg));
   kmath_bench::SetCounts(state, pts.size());
 }
-BENCHMARK(BM_PtInsidePolygon)->Arg(1000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PtInsidePolygon)->ArgsProduct({{1000, 200000}})->Unit(benchmark::kMillisecond);
 
 #ifdef KMATH_BENCH_HAVE_BOOST_GEOMETRY
 namespace bg = boost::geometry;
@@ -168,10 +165,7 @@ void BM_BoostWithinRing(benchmark::State& state) {
   kmath_bench::SetCounts(state, kQueries, ring.size());
 }
 BENCHMARK(BM_BoostWithinRing)
-    ->Arg(100)
-    ->Arg(1000)
-    ->Arg(5000)
-    ->Arg(50000)
+    ->ArgsProduct({{100, 1000, 5000, 50000}})
     ->Unit(benchmark::kMillisecond)
     ->Complexity(benchmark::oN);
 #endif
@@ -222,7 +216,7 @@ void BM_GeosPreparedContainsRing(benchmark::State& state) {
   GEOSGeom_destroy_r(g.get(), poly);
   kmath_bench::SetCounts(state, kQueries, ring.size());
 }
-BENCHMARK(BM_GeosPreparedContainsRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GeosPreparedContainsRing)->ArgsProduct({{100, 1000, 5000, 50000}})->Unit(benchmark::kMillisecond);
 #endif
 
 // ---------------------------------------------------------- ClipPolyByRect
@@ -270,7 +264,7 @@ void BM_BoostIntersectRingsWithBox(benchmark::State& state) {
   }
   kmath_bench::SetCounts(state, Vertices(src));
 }
-BENCHMARK(BM_BoostIntersectRingsWithBox)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BoostIntersectRingsWithBox)->ArgsProduct({{1000, 10000, 60000, 200000}})->Unit(benchmark::kMillisecond);
 #endif
 
 #ifdef KMATH_BENCH_HAVE_GEOS
@@ -292,7 +286,7 @@ void BM_GeosClipByRectLines(benchmark::State& state) {
   for (auto* l : lines) GEOSGeom_destroy_r(g.get(), l);
   kmath_bench::SetCounts(state, Vertices(src));
 }
-BENCHMARK(BM_GeosClipByRectLines)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GeosClipByRectLines)->ArgsProduct({{1000, 10000, 60000, 200000}})->Unit(benchmark::kMillisecond);
 #endif
 
 // ------------------------------------------------------------- CSplitPoly1
@@ -307,10 +301,7 @@ void BM_SplitPolyBuild(benchmark::State& state) {
   kmath_bench::SetCounts(state, Vertices(plg));
 }
 BENCHMARK(BM_SplitPolyBuild)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Arg(60000)
-    ->Arg(200000)
+    ->ArgsProduct({{1000, 10000, 60000, 200000}})
     ->Unit(benchmark::kMillisecond)
     ->Complexity(benchmark::oNLogN);
 
@@ -349,7 +340,7 @@ void BM_SplitPolyPolygonSize(benchmark::State& state) {
   state.counters["vertices"] = static_cast<double>(Vertices(plg));
   kmath_bench::SetCounts(state, walk.size(), Vertices(plg));
 }
-BENCHMARK(BM_SplitPolyPolygonSize)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SplitPolyPolygonSize)->ArgsProduct({{1000, 10000, 60000, 200000}})->Unit(benchmark::kMillisecond);
 
 #ifdef KMATH_BENCH_HAVE_GEOS
 // The same split by GEOS overlay: intersection and difference of the walk
@@ -372,7 +363,7 @@ void BM_GeosSplitWalk(benchmark::State& state) {
   GEOSGeom_destroy_r(g.get(), mp);
   kmath_bench::SetCounts(state, m);
 }
-BENCHMARK(BM_GeosSplitWalk)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GeosSplitWalk)->ArgsProduct({{100, 10000}})->Unit(benchmark::kMillisecond);
 #endif
 
 }  // namespace

@@ -38,7 +38,7 @@ void BM_SqrTransFit(benchmark::State& state) {
   }
   kmath_bench::SetCounts(state, n);
 }
-BENCHMARK(BM_SqrTransFit)->Arg(16)->Arg(100)->Arg(1000)->Arg(10000)->Arg(100000)->Complexity(benchmark::oN);
+BENCHMARK(BM_SqrTransFit)->ArgsProduct({{16, 100, 1000, 10000, 100000}})->Complexity(benchmark::oN);
 
 template <class T>
 void MapAll(benchmark::State& state, T const& t) {

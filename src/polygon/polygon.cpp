@@ -93,9 +93,9 @@ void CStdPlgn::IncludeHoles() {
   std::vector<CEntry> order;
   order.reserve(size());
   for (std::size_t i = 0; i < size(); ++i) order.push_back({i, BoundingBox((*this)[i])});
-  // Ascending left, input order on ties (a multiset keeps equal keys in
-  // insertion order). A NaN left (all x NaN) sorts last, keeping the order
-  // a strict weak one.
+  // Ascending left, input order on ties: the sort is stable, so contours
+  // with equal lefts keep the caller's order. A NaN left (all x NaN) sorts
+  // last, keeping the order a strict weak one.
   std::stable_sort(order.begin(), order.end(), [](CEntry const& a, CEntry const& b) {
     if (std::isnan(a.box.left)) return false;
     return std::isnan(b.box.left) || a.box.left < b.box.left;

@@ -82,6 +82,9 @@ double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, b
       h = {h.index + 1, 0.0};
     }
   } else if (dist < 0.0) {
+    // Backward, a normalised position sits at the start of its segment, so
+    // param 0 means "at vertex index" and the segment to walk is the one
+    // before: step onto it at param 1 (the same point) before measuring.
     while (left > 0.0) {
       if (h.param <= 0.0) {
         if (h.index == 0) {
@@ -89,11 +92,15 @@ double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, b
             stopped = true;
             break;
           }
+          // Vertex 0 of a ring is also vertex n - 1: carry on from there,
+          // onto the last segment.
           h.index = last;
         }
         h = {h.index - 1, 1.0};
       }
       double const seg = SegLength(poly, h.index);
+      // The part of this segment behind the position; a zero-length segment
+      // offers none and is passed over without dividing by its length.
       double const avail = h.param * seg;
       if (left < avail) {
         h.param -= left / seg;
@@ -103,6 +110,8 @@ double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, b
       }
       left -= avail;
       moved += avail;
+      // At the segment's start: already the normalised form of this vertex,
+      // and the next round, if any, steps onto the segment before.
       h.param = 0.0;
     }
   }
