@@ -31,7 +31,9 @@ class KMATH_API CCurveInfo {
   // whose parameter is at most dLength / 2 (at least the first two) plus the
   // point at arc length dLength / 2 along the polyline. Fewer than 2 points,
   // a NaN length, a NaN or infinite offset, or a NaN or infinite coordinate
-  // among the points used: the invalid object, all three vectors empty. The
+  // among the points either fit uses (the line's two first points even when
+  // a negative length leaves the polynomial one): the invalid object, all
+  // three vectors empty. The
   // fit is a Householder QR on the centred and scaled parameter, converted to
   // the monomial basis in t; when fewer distinct parameters than coefficients
   // exist, the higher coefficients are 0.

@@ -167,6 +167,15 @@ CCurveInfo::CCurveInfo(poly_base<CPointD> const& poly, double dLength, unsigned 
   poly_hit mid(0, 0.0);
   MoveAlong(poly, mid, h);
   half.push_back(PointAt(poly, mid));
+  // The line always reads at least two points and the point half way, which
+  // may lie beyond the polynomial's points: with a negative length the
+  // polynomial has only the first point, and a NaN in the second would
+  // otherwise make a valid object with a NaN line.
+  if (!geom_detail::AllFinite(half)) {
+    m_params.clear();
+    m_polynom.clear();
+    return;
+  }
   m_regline = FitPolynom(half.data(), half.size(), 1);
 }
 

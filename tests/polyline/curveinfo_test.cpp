@@ -119,6 +119,20 @@ TEST(CurveInfo, BadInputGivesTheInvalidObject) {
   }
 }
 
+// Regression: a negative length fits the polynomial to the first point only,
+// but the line still reads the second point; a NaN or infinity there gave a
+// valid object with a NaN line.
+TEST(CurveInfo, NegativeLengthOverANonFinitePointIsInvalidNotANaNLine) {
+  for (Poly const& p : {Poly{{0, 0}, {kNaN, 1}, {2, 2}}, Poly{{0, 0}, {1, kInf}}}) {
+    for (double len : {-1.0, -5.0, -1e300}) {
+      CCurveInfo const ci(p, len, 3, 0.0);
+      EXPECT_TRUE(!ci.IsValid() && ci.Params().empty() && ci.RegLine().empty()) << len;
+    }
+  }
+  // A bad point neither fit reads does not refuse: the third one here.
+  EXPECT_TRUE(CCurveInfo(Poly{{0, 0}, {1, 1}, {kNaN, kNaN}}, -1.0, 3, 0.0).IsValid());
+}
+
 // ---- directions at the ends ----
 
 // The arc's vectors were worked out with an independent script of the
