@@ -87,7 +87,8 @@ KMATH_API double CalcMedian(double const* v, unsigned int n);
 // Steps comb to the next k-subset of 0..n-1 in lexicographic order; a comb
 // of the wrong size becomes the first subset. False at the last subset,
 // comb unchanged; k = 0 with an empty comb is at once the last. The bound
-// n - k + i is compared signed, so k > n ends after the first subset.
+// n - k + i is compared signed, so k > n ends after the first subset. n or
+// k above 2^31 (elements an int cannot hold): false, comb unchanged.
 KMATH_API bool NextCombination(unsigned int n, unsigned int k, std::vector<int>& comb);
 // Replaces pts by their convex hull (Graham scan): counter-clockwise (y up)
 // from the lowest point (y within EPS: the smaller x beyond EPS, else the

@@ -281,6 +281,9 @@ double CalcMedian(double const* v, unsigned int n) {
 }
 
 bool NextCombination(unsigned int n, unsigned int k, std::vector<int>& comb) {
+  // Every element stays at most max(n, k) - 1, so counts up to 2^31 keep
+  // them within int; beyond, the increment below would overflow.
+  if (n > tol::kMaxSubsetCount || k > tol::kMaxSubsetCount) return false;
   if (comb.size() != k) {
     comb.resize(k);
     for (unsigned int i = 0; i < k; ++i) comb[i] = static_cast<int>(i);

@@ -41,6 +41,10 @@ inline constexpr double kCrossSlackUlps = 16.0;
 // Hu invariants below this are compared as they are, not by their
 // logarithm, which would blow tiny differences up.
 inline constexpr double kLogFloor = 1e-5;
+// Largest set or subset size NextCombination enumerates: its elements
+// (0 .. size - 1) must fit the int of the subset.
+inline constexpr unsigned int kMaxSubsetCount = 2147483648u;
+static_assert(kMaxSubsetCount - 1u == static_cast<unsigned int>(std::numeric_limits<int>::max()));
 
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }

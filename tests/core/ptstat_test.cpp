@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -115,6 +116,23 @@ TEST(NextCombination, LexicographicSubsetsAndTheSignedBound) {
   EXPECT_EQ(all(4, 2, {}), (std::vector<std::vector<int>>{{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}}));
   EXPECT_TRUE(all(7, 3, {}).size() == 35 && all(4, 0, {}).empty() && all(2, 4, {}).size() == 1);  // k > n: one subset
   EXPECT_EQ(all(5, 2, {3, 1, 4}).front(), (std::vector<int>{0, 1}));  // a wrong size restarts
+}
+
+// Regression: with n = 2^32 - 1 the bound n - k + i passed INT_MAX and the
+// increment of the subset's last element overflowed its int.
+TEST(NextCombination, CountsBeyondIntAreRejectedInsteadOfOverflowing) {
+  int const top = std::numeric_limits<int>::max();
+  std::vector<int> comb{top - 1};
+  EXPECT_FALSE(Math::NextCombination(4294967295u, 1, comb));
+  EXPECT_FALSE(Math::NextCombination(4294967295u, 1, comb));
+  EXPECT_FALSE(Math::NextCombination(1u << 31 | 1u, 1, comb));
+  EXPECT_EQ(comb, std::vector<int>{top - 1});
+  std::vector<int> none;
+  EXPECT_TRUE(!Math::NextCombination(3, 4294967295u, none) && none.empty());  // no 16 GB first subset
+  // 2^31 is the largest count: its last element INT_MAX ends the run.
+  EXPECT_TRUE(Math::NextCombination(1u << 31, 1, comb) && comb == std::vector<int>{top});
+  EXPECT_FALSE(Math::NextCombination(1u << 31, 1, comb));
+  EXPECT_EQ(comb, std::vector<int>{top});
 }
 
 TEST(PtStat, BadInputGivesFailureValuesAndKeepsOutputs) {
