@@ -96,7 +96,9 @@ KMATH_API bool NextCombination(unsigned int n, unsigned int k, std::vector<int>&
 // dropped. Points sort by angle about the pivot, angles within EPS by
 // radius. The vertices are the caller's exact points. Three points or fewer, and any
 // input with a NaN or infinite coordinate, are left exactly as they are.
-// O(n log n).
+// Any finite magnitude is handled: points beyond 2^500 (about 3.3e150) are
+// scaled by a power of two for the scan, where 1e-12 is far below their
+// rounding. O(n log n).
 KMATH_API void ConvexHull(std::vector<CPointD>& pts);
 
 }  // namespace Math

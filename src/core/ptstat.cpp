@@ -369,28 +369,45 @@ void ConvexHull(std::vector<CPointD>& pts) {
   if (n <= 3) return;
   // Angles and radii of non-finite points cannot be ordered (NaN breaks the
   // sort's strict weak ordering), so such input is left as it is.
+  double extent = 0.0;
   for (CPointD const& p : pts) {
     if (!std::isfinite(p.x) || !std::isfinite(p.y)) return;
+    extent = std::max({extent, std::abs(p.x), std::abs(p.y)});
   }
+  // Differences of coordinates near the largest double overflow, and the
+  // side tests multiply two of them. Beyond kHullMaxDirect the scan runs on
+  // the points scaled by a power of two, which is exact (only coordinates
+  // some 10^150 times smaller than the extent can lose bits); at that scale
+  // every tolerance is far below the coordinates' rounding, as it is for
+  // unscaled points of that size.
+  std::vector<CPointD> scaled;
+  if (extent > tol::kHullMaxDirect) {
+    // extent in [2^e, 2^(e+1)) lands in [2^499, 2^500).
+    int const shift = std::ilogb(extent) - std::ilogb(tol::kHullMaxDirect) + 1;
+    scaled.reserve(n);
+    for (CPointD const& p : pts) scaled.push_back({std::ldexp(p.x, -shift), std::ldexp(p.y, -shift)});
+  }
+  std::vector<CPointD> const& work = scaled.empty() ? pts : scaled;
 
   // Lowest point; a later one replaces it only when lower beyond EPS, or
   // level within EPS and further left beyond EPS: near-ties in either
   // coordinate keep the earlier point.
   std::size_t pv = 0;
   for (std::size_t i = 1; i < n; ++i) {
-    CPointD const& p = pts[i];
-    CPointD const& b = pts[pv];
+    CPointD const& p = work[i];
+    CPointD const& b = work[pv];
     if (tol::LtBeyond(p.y, b.y) || (std::abs(p.y - b.y) < kEps && tol::LtBeyond(p.x, b.x))) pv = i;
   }
-  CPointD const pivot = pts[pv];
+  CPointD const pivot = work[pv];
+  CPointD const pivotOrig = pts[pv];
 
-  CInteriorFilter const interior(pts);
+  CInteriorFilter const interior(work);
   std::vector<CHullRec> recs;
   recs.reserve(n);
-  recs.push_back(CHullRec{CPointD{0.0, 0.0}, 0.0, 0.0, pivot});
+  recs.push_back(CHullRec{CPointD{0.0, 0.0}, 0.0, 0.0, pivotOrig});
   for (std::size_t i = 0; i < n; ++i) {
-    if (i == pv || interior.DeepInside(pts[i])) continue;
-    CPointD const q = pts[i] - pivot;
+    if (i == pv || interior.DeepInside(work[i])) continue;
+    CPointD const q = work[i] - pivot;
     recs.push_back(CHullRec{q, std::atan2(q.y, q.x), std::hypot(q.x, q.y), pts[i]});
   }
 
@@ -433,7 +450,7 @@ void ConvexHull(std::vector<CPointD>& pts) {
   // coordinates rather than (p - pivot) + pivot.
   pts.clear();
   for (std::size_t i : stack) pts.push_back(recs[i].orig);
-  pts.push_back(pivot);
+  pts.push_back(pivotOrig);
 }
 
 // ------------------------------------------------ lines from point arrays

@@ -45,6 +45,9 @@ inline constexpr double kLogFloor = 1e-5;
 // (0 .. size - 1) must fit the int of the subset.
 inline constexpr unsigned int kMaxSubsetCount = 2147483648u;
 static_assert(kMaxSubsetCount - 1u == static_cast<unsigned int>(std::numeric_limits<int>::max()));
+// Largest coordinate magnitude the hull works on as given (2^500): twice it
+// squared, a product of two coordinate differences, stays finite.
+inline constexpr double kHullMaxDirect = 0x1p500;
 
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }

@@ -25,6 +25,9 @@ using kmath_test::kNaN;
 using Pts = std::vector<CPointD>;
 
 bool Near(double a, double b) { return std::abs(a - b) <= 1e-12; }
+bool Same(Pts const& a, Pts const& b) {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0);
+}
 
 // The hull must be Boost.Geometry's counter-clockwise ring of the caller's
 // exact points, closed, started at one of its vertices.
@@ -191,6 +194,34 @@ TEST(ConvexHull, OrderTieRulesAndUntouchedInput) {
   for (Pts const& p :
        {Pts{{3, 3}, {0, 0}, {1, 1}}, {{0, 0}, {kNaN, 2}, {4, 0}, {4, 4}}, {}, {{0, -kInf}, {4, 0}, {4, 4}, {1, 1}}})
     EXPECT_TRUE(hulls(p, p)) << p.size();
+}
+
+// Regression: differences of coordinates near the largest double overflowed
+// to infinity and the square with corners at +-1e308 came back degenerate.
+TEST(ConvexHull, HugeFiniteCoordinatesGiveTheTrueHull) {
+  for (double c : {1e308, std::numeric_limits<double>::max(), 1e200, 0x1p500 * 1.5}) {
+    Pts p = {{0, 0}, {c, c}, {-c, c}, {c, -c}, {-c, -c}, {c / 2, -c / 4}};
+    Math::ConvexHull(p);
+    EXPECT_TRUE(Same(p, {{-c, -c}, {c, -c}, {c, c}, {-c, c}, {-c, -c}})) << c;
+  }
+  // Scaling by a power of two is exact, so the hull of the scaled points is
+  // the scaled hull, vertex for vertex.
+  std::mt19937 rng(99);
+  std::uniform_real_distribution<double> u(-1000.0, 1000.0);
+  for (int k = 0; k < 100; ++k) {
+    Pts pts(4 + k % 60);
+    for (CPointD& q : pts) q = CPointD{u(rng), u(rng)};
+    Pts hull = pts;
+    Math::ConvexHull(hull);
+    for (int e : {450, 520, 1000}) {
+      Pts big;
+      for (CPointD const& q : pts) big.push_back({std::ldexp(q.x, e), std::ldexp(q.y, e)});
+      Math::ConvexHull(big);
+      Pts want;
+      for (CPointD const& q : hull) want.push_back({std::ldexp(q.x, e), std::ldexp(q.y, e)});
+      EXPECT_TRUE(Same(big, want)) << "set " << k << ", scale 2^" << e;
+    }
+  }
 }
 
 TEST(ConvexHull, RandomSetsAndRealOutlinesMatchBoostGeometry) {
