@@ -87,7 +87,11 @@ class KMATH_API CCurveInfo {
 // CutBetween (the move along the polyline stops at its ends, no wrap across
 // a ring's closing point), cut after its first kink vertex, resampled at
 // step 1.0 and fitted with offset 0. A polyline shorter than 1e-12 in total,
-// an invalid hit, or a negative or NaN length: the invalid object.
+// an invalid hit, or a negative or NaN length: the invalid object. So is a
+// stretch whose resampling could exceed 2^20 = 1048576 points (counting the
+// last point, one per vertex and ceil(L) more per segment longer than 1:
+// about one point per unit of length, so stretches beyond about a million
+// units), refused before anything is allocated for it.
 KMATH_API CCurveInfo CurveInfo(poly_base<CPointD> const& poly, poly_hit hit, double dLength, bool bBackward,
                                unsigned int nDegree);
 

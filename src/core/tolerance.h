@@ -48,6 +48,9 @@ static_assert(kMaxSubsetCount - 1u == static_cast<unsigned int>(std::numeric_lim
 // Largest coordinate magnitude the hull works on as given (2^500): twice it
 // squared, a product of two coordinate differences, stays finite.
 inline constexpr double kHullMaxDirect = 0x1p500;
+// Most points CurveInfo resamples a stretch to (2^20, some 32 MB with the
+// fit's work): beyond, the stretch is refused rather than allocated.
+inline constexpr double kMaxCurveSamples = 1048576.0;
 
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }

@@ -11,6 +11,7 @@
 #include "core/angle_impl.h"
 #include "core/geom_impl.h"
 #include "core/tolerance.h"
+#include "polyline/resample_impl.h"
 
 namespace Math {
 namespace {
@@ -261,6 +262,9 @@ CCurveInfo CurveInfo(poly_base<CPointD> const& poly, poly_hit hit, double dLengt
       break;
     }
   }
+  // The resampling is what could allocate beyond anything the caller
+  // holds: about one point per unit of length, however few the vertices.
+  if (resample_detail::Capacity(stretch.data(), stretch.size(), 1.0) > tol::kMaxCurveSamples) return invalid;
   if (stretch.size() > 1) PolyResample(stretch, 1.0);
   return CCurveInfo(stretch, dLength, nDegree, 0.0);
 }

@@ -6,6 +6,7 @@
 
 #include "core/geom_impl.h"
 #include "core/tolerance.h"
+#include "polyline/resample_impl.h"
 
 namespace Math {
 namespace {
@@ -20,15 +21,8 @@ void PolyResample(std::vector<CPointD>& poly, double dStep) {
   if (poly.size() < 2 || !(dStep > 0.0) || !geom_detail::AllFinite(poly)) return;
 
   // Count first: a tiny step against huge coordinates would otherwise
-  // allocate without bound. Rounding can add one point per segment beyond
-  // k - 1, hence the k (not k - 1) per segment.
-  double total = 1.0;
-  for (std::size_t i = 1; i < poly.size(); ++i) {
-    CPointD const d = poly[i] - poly[i - 1];
-    double const len = std::hypot(d.x, d.y);
-    total += 1.0;
-    if (len > dStep) total += std::ceil(len / dStep);
-  }
+  // allocate without bound.
+  double const total = resample_detail::Capacity(poly.data(), poly.size(), dStep);
   if (!(total <= static_cast<double>(std::numeric_limits<int>::max()))) return;
 
   std::vector<CPointD> out;

@@ -133,6 +133,20 @@ TEST(CurveInfo, NegativeLengthOverANonFinitePointIsInvalidNotANaNLine) {
   EXPECT_TRUE(CCurveInfo(Poly{{0, 0}, {1, 1}, {kNaN, kNaN}}, -1.0, 3, 0.0).IsValid());
 }
 
+// Regression: the stretch was resampled at step 1 whatever its length, so a
+// length of 1e7 built ten million points and 1e8 needed some 8 GB.
+TEST(CurveInfo, StretchesBeyondTheSampleBoundAreRefusedBeforeResampling) {
+  double const bound = 1048576;  // 2^20
+  auto info = [](double len) { return Math::CurveInfo(Poly{{0, 0}, {len, 0}}, poly_hit(0, 0.0), len, false, 1); };
+  for (double len : {1e7, 1e8, 1e300}) EXPECT_FALSE(info(len).IsValid()) << len;
+  // A straight stretch of whole length L reserves L + 2 points (L + 1 made,
+  // one spare for rounding): the bound falls between L = 2^20 - 2 and 2^20 - 1.
+  EXPECT_FALSE(info(bound - 1).IsValid());
+  CCurveInfo const longest = info(bound - 2);
+  EXPECT_TRUE(longest.IsValid() && longest.Params().size() >= bound - 1 && longest.Params().size() <= bound);
+  EXPECT_NEAR(longest.Tangent(), 0.0, 1e-9);
+}
+
 // ---- directions at the ends ----
 
 // The arc's vectors were worked out with an independent script of the
