@@ -51,6 +51,10 @@ inline constexpr double kHullMaxDirect = 0x1p500;
 // Most points CurveInfo resamples a stretch to (2^20, some 32 MB with the
 // fit's work): beyond, the stretch is refused rather than allocated.
 inline constexpr double kMaxCurveSamples = 1048576.0;
+// Gap below which a bound on a vertex's distance, less the best distance
+// so far, proves the vertex cannot win by kEps: kEps less room for the
+// rounding of the scan's own subtraction.
+inline constexpr double kRuledOutGap = 0.99 * kEps;
 
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }
