@@ -122,8 +122,12 @@ bool CFarthestIndex::Ruled(CNode const& node, CChordDistance const& chord, doubl
   for (int k = node.first; k < node.first + node.count; ++k) {
     CPointD const& v = m_pts[m_hull[static_cast<std::size_t>(k)]];
     double const ax = v.x - p0.x, ay = v.y - p0.y;
-    maxC = std::max(maxC, std::abs(ax * dy - dx * ay));
+    double const c = ax * dy - dx * ay;
     double const d = dx * ax + dy * ay;
+    // An overflow here (coordinates near the largest double) would slip
+    // past max and min; such a block is simply scanned.
+    if (!std::isfinite(c) || !std::isfinite(d)) return false;
+    maxC = std::max(maxC, std::abs(c));
     minD = std::min(minD, d);
     maxD = std::max(maxD, d);
     maxAx = std::max(maxAx, std::abs(ax));
