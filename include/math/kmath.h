@@ -14,6 +14,8 @@
 #include <math/affine.h>
 #include <math/reftrans.h>
 
+#include <math/polyline.h>
+
 #include <math/curveinfo.h>
 #include <math/polyapprox.h>
 #include <math/smoothing.h>

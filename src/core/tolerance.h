@@ -30,6 +30,31 @@ inline constexpr double kGrid = 0.001;
 // above rounding of the side tests, so only points the scan would drop anyway
 // are skipped.
 inline constexpr double kHullSkipRel = 1e-9;
+// kFltEps squared: the polygon splitter compares squared distances, which
+// saves a square root per candidate segment.
+inline constexpr double kFltEps2 = kFltEps * kFltEps;
+// Double-precision machine epsilon, the unit for rounding slack.
+inline constexpr double kUlp = std::numeric_limits<double>::epsilon();
+// Units in the last place (of the segment's x magnitudes) by which the
+// splitter's crossing x may round beyond the segment's own x range.
+inline constexpr double kCrossSlackUlps = 16.0;
+// Hu invariants below this are compared as they are, not by their
+// logarithm, which would blow tiny differences up.
+inline constexpr double kLogFloor = 1e-5;
+// Largest set or subset size NextCombination enumerates: its elements
+// (0 .. size - 1) must fit the int of the subset.
+inline constexpr unsigned int kMaxSubsetCount = 2147483648u;
+static_assert(kMaxSubsetCount - 1u == static_cast<unsigned int>(std::numeric_limits<int>::max()));
+// Largest coordinate magnitude the hull works on as given (2^500): twice it
+// squared, a product of two coordinate differences, stays finite.
+inline constexpr double kHullMaxDirect = 0x1p500;
+// Most points CurveInfo resamples a stretch to (2^20, some 32 MB with the
+// fit's work): beyond, the stretch is refused rather than allocated.
+inline constexpr double kMaxCurveSamples = 1048576.0;
+// Gap below which a bound on a vertex's distance, less the best distance
+// so far, proves the vertex cannot win by kEps: kEps less room for the
+// rounding of the scan's own subtraction.
+inline constexpr double kRuledOutGap = 0.99 * kEps;
 
 // Longest axis run a digital segment traces: twice it, the Bresenham error
 // step, must fit in an int.
@@ -70,9 +95,7 @@ inline bool GtBeyond(double a, double b, double t = kEps) { return std::abs(a - 
 inline bool LtBeyond(double a, double b, double t = kEps) { return std::abs(a - b) >= t && a < b; }
 // Within [0, 1] with the tolerant ends of an edge parameter. A NaN passes:
 // both comparisons with it are false, so neither end rejects it.
-inline bool InUnitWithin(double t, double tol = kEps) {
-  return !(LtBeyond(t, 0.0, tol) || GtBeyond(t, 1.0, tol));
-}
+inline bool InUnitWithin(double t, double tol = kEps) { return !(LtBeyond(t, 0.0, tol) || GtBeyond(t, 1.0, tol)); }
 
 // The failure value: the double whose 64 bits are all set (a quiet NaN).
 // Callers may test bits, not only isnan, so it is always this exact value.
