@@ -22,13 +22,12 @@
 #include <math/splines.h>
 #include <math/dtw.h>
 
+#include <math/polydir.h>
+
 #include <math/polygon.h>
 
 #include <math/fillpoly.h>
 
 #include <math/decisiontree.h>
-#include <math/polydir.h>
-
-#include <math/polygon.h>
 
 #include <math/debugdc.h>
