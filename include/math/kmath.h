@@ -10,6 +10,7 @@
 #include <math/circle.h>
 #include <math/moments.h>
 #include <math/sample.h>
+#include <math/rectangle.h>
 
 #include <math/affine.h>
 #include <math/reftrans.h>
@@ -17,5 +18,6 @@
 #include <math/curveinfo.h>
 #include <math/polyapprox.h>
 #include <math/smoothing.h>
+#include <math/polyortho.h>
 
 #include <math/polygon.h>
