@@ -8,7 +8,8 @@
 // rectilinear, beside the raw staircase, the bare reduction and the figures
 // of two map editors' squaring quoted for this file.
 //
-// Usage: kmath_ortho_quality [data file] [--tol T] [--minside S] [--ratio R]
+// Usage: kmath_ortho_quality [data file] [--tol T] [--minside S] [--ratio R] [--list]
+// (--list names the rectilinear footprints that did not come out right)
 #include <math/polyapprox.h>
 #include <math/polyortho.h>
 
@@ -62,12 +63,14 @@ void Print(char const* label, std::vector<Figures> const& f) {
 int main(int argc, char** argv) {
   std::string file = kmath_test::DataPath("footprints_traced.xy");
   kmath_quality::Settings set;
+  bool list = false;
   for (int i = 1; i < argc; ++i) {
     std::string const a = argv[i];
     auto next = [&]() { return i + 1 < argc ? std::atof(argv[++i]) : 0.0; };
     if (a == "--tol") set.reduceTol = next();
     else if (a == "--minside") set.minSide = next();
     else if (a == "--ratio") set.ratio = next();
+    else if (a == "--list") list = true;
     else file = a;
   }
   std::vector<kmath_test::XYBlock> blocks;
@@ -88,6 +91,10 @@ int main(int argc, char** argv) {
     if (t.Attr("kind") != "truth" || s.Attr("kind") != "traced") continue;
     int const corners = std::atoi(t.Attr("corners").c_str());
     kmath_quality::CPairResult const r = kmath_quality::SquarePair(t.pts, s.pts, corners, set);
+    if (list && r.truthRectilinear && !r.fig[3].right)
+      std::printf("id=%s %s corners=%d: %s, %zu corners, rms %.3f px, Hausdorff %.2f px\n", t.Attr("id").c_str(),
+                  t.Attr("setting").c_str(), corners, r.accepted ? "accepted" : "refused",
+                  kmath_quality::Open(r.squared).size(), r.rms, r.fig[3].hausdorff);
     for (std::string const& key : {t.Attr("setting"), std::string("all")}) {
       auto& v = by[key];
       v.resize(8);

@@ -20,6 +20,15 @@ namespace Math {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
+// Rounds of the wall vote: each re-classifies the sides against the last
+// direction; two more after the first settle it on every real outline.
+constexpr int kWallRounds = 3;
+// The direction search around the voted direction: half its width (1.5
+// degrees, beyond the error of any wall vote seen on real outlines), the
+// golden ratio, and the evaluations after the first two.
+constexpr double kAngleSearch = 0.02617993877991494;
+constexpr double kGolden = 0.6180339887498949;
+constexpr int kAngleEvaluations = 10;
 
 double Len(CPointD const& v) { return std::hypot(v.x, v.y); }
 double Dot(CPointD const& a, CPointD const& b) { return a.x * b.x + a.y * b.y; }
@@ -121,6 +130,26 @@ struct CGroup {
   double pos;
   double w;
 };
+
+// A squared outline and its deviation from the input.
+struct CBuild {
+  std::vector<CPointD> ring;
+  double rms = 0;
+  double deviation = 0;  // percent of the outline's length
+};
+
+// The side classification of CBaseDir against a frame: 1 = off-axis, 2 =
+// along u. The frame's axes are exactly perpendicular, whatever a preset
+// direction made of axis 2.
+int ClassifyIn(CFrame const& fr, CPointD const& v) {
+  if (Len(v) < tol::kEps) return 1;
+  double const a1 = std::abs(angle_detail::SignedAngle(fr.u, v));
+  double const a2 = std::abs(angle_detail::SignedAngle(fr.n, v));
+  double const d1 = std::min(a1, kPi - a1);
+  double const d2 = std::min(a2, kPi - a2);
+  double const dev = d1 < d2 ? d1 : d2;
+  return (d1 < d2 ? 2 : 0) | (dev > tol::kOrthoOffAxis ? 1 : 0);
+}
 
 // The corner-to-corner sides of the corner set, as index pairs into the
 // working ring (the last pair wraps over the closing vertex).
@@ -297,53 +326,69 @@ bool CPolyOrtho::CBaseDir::EnsureAxes() {
   if (!f.Angle(a0)) return false;
   axis1 = {std::cos(a0), std::sin(a0)};
   axis2 = {-axis1.y, axis1.x};
-  // Second vote: runs of on-axis chords along one axis, each run by its own
-  // chord, which is longer and so steadier than its pieces.
-  CFourfold g;
-  double bestLen = -1;
-  CPointD bestRun{0, 0};
+  // Second vote, repeated: walls. A wall runs from one change of axis to the
+  // next; off-axis pieces inside it are the wobble of a staircase (or a cut
+  // step) and stay in, so the wall's chord spans all of it. Each chord votes
+  // by its squared length: its angle error falls with the length, its
+  // variance with the square.
   std::size_t const k = sides.size();
-  // Start after an off-axis side or an axis change, so no run is cut by the
-  // ring's seam.
   std::vector<int> cls(k);
-  for (std::size_t i = 0; i < k; ++i) {
-    CPointD v = RingAt(poly, sides[i].second) - RingAt(poly, sides[i].first);
-    cls[i] = Classify(v);
-  }
-  std::size_t start = 0;
-  for (std::size_t i = 0; i < k; ++i) {
-    if (cls[i] != cls[(i + k - 1) % k]) {
-      start = i;
-      break;
+  double a = a0;
+  for (int round = 0; round < kWallRounds; ++round) {
+    axis1 = {std::cos(a), std::sin(a)};
+    axis2 = {-axis1.y, axis1.x};
+    for (std::size_t i = 0; i < k; ++i) {
+      CPointD v = RingAt(poly, sides[i].second) - RingAt(poly, sides[i].first);
+      cls[i] = Classify(v);
     }
-  }
-  std::size_t i = 0;
-  while (i < k) {
-    std::size_t const s0 = (start + i) % k;
-    std::size_t j = i + 1;
-    if ((cls[s0] & 1) == 0)
-      while (j < k && cls[(start + j) % k] == cls[s0]) ++j;
-    if ((cls[s0] & 1) == 0) {
-      std::size_t const s1 = (start + j - 1) % k;
-      CPointD const a = RingAt(poly, sides[s0].first);
-      CPointD const b = RingAt(poly, sides[s1].second);
-      CPointD const d = b - a;
+    // Start at an on-axis side whose previous on-axis side lies along the
+    // other axis, so no wall is cut by the ring's seam.
+    std::size_t start = k;
+    int prevAxis = -1;
+    for (std::size_t c = 0; c < 2 * k && start == k; ++c) {
+      std::size_t const i = c % k;
+      if (cls[i] & 1) continue;
+      int const ax = (cls[i] & 2) ? 0 : 1;
+      if (prevAxis >= 0 && ax != prevAxis) start = i;
+      prevAxis = ax;
+    }
+    if (start == k) start = 0;
+    CFourfold g;
+    double bestLen = -1;
+    CPointD bestWall{0, 0};
+    int wallAxis = -1;
+    CPointD wallA{0, 0}, wallB{0, 0};
+    auto close = [&]() {
+      if (wallAxis < 0) return;
+      CPointD const d = wallB - wallA;
       double const l = Len(d);
       if (l > tol::kEps) {
         g.Add(d.x, d.y, l, l * l);
         if (l > bestLen) {
           bestLen = l;
-          bestRun = d;
+          bestWall = d;
         }
       }
+    };
+    for (std::size_t c = 0; c < k; ++c) {
+      std::size_t const i = (start + c) % k;
+      if (cls[i] & 1) continue;
+      int const ax = (cls[i] & 2) ? 0 : 1;
+      if (ax != wallAxis) {
+        close();
+        wallAxis = ax;
+        wallA = RingAt(poly, sides[i].first);
+      }
+      wallB = RingAt(poly, sides[i].second);
     }
-    i = j;
+    close();
+    double next;
+    if (bMode && bestLen > 0)
+      next = std::atan2(bestWall.y, bestWall.x);
+    else if (!g.Angle(next))
+      break;
+    a = next;
   }
-  double a = a0;
-  if (bMode && bestLen > 0)
-    a = std::atan2(bestRun.y, bestRun.x);
-  else if (!g.Angle(a))
-    a = a0;
   axis1 = {std::cos(a), std::sin(a)};
   axis2 = {-axis1.y, axis1.x};
   return true;
@@ -425,15 +470,12 @@ std::vector<CPointD> CPolyOrtho::SmoothPoly(const std::vector<CPointD>& in, cons
 // ---------------------------------------------------------------------------
 // BuildOrto
 
-bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::vector<CPointD>& in,
-                           CParams& params) {
-  if (!IsClosed(dir.poly) || dir.poly.size() < 4 || dir.corners.size() < 3 || in.size() < 2) return false;
-  if (!dir.EnsureAxes()) return false;
-  CFrame const fr(dir.axis1);
-  std::vector<CPointD> const& P = dir.poly;
+namespace {
 
-  std::vector<std::pair<int, int>> sides;
-  CornerSides(dir, sides);
+// One squared outline of the working ring P, its corners given by `sides`,
+// in the frame `fr`; false when the walls do not make an outline.
+bool BuildIn(CFrame const& fr, std::vector<CPointD> const& P, std::vector<std::pair<int, int>> const& sides,
+             std::vector<CPointD> const& in, double dMinSide, CBuild& res) {
   std::size_t const k = sides.size();
 
   // Classify every side and fit the on-axis ones: the length-weighted mean
@@ -446,10 +488,8 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
   std::vector<CSide> sd(k);
   bool anyOn = false;
   for (std::size_t i = 0; i < k; ++i) {
-    CPointD v = RingAt(P, sides[i].second) - RingAt(P, sides[i].first);
-    int cls = dir.Classify(v);
-    // Classification is against axis 1 / axis 2, the frame against u, n;
-    // for a fixed preset the two may differ in sense only.
+    CPointD const v = RingAt(P, sides[i].second) - RingAt(P, sides[i].first);
+    int cls = ClassifyIn(fr, v);
     int const axis = (cls & 2) ? 0 : 1;
     CPointD const nrm = axis == 0 ? fr.n : fr.u;
     double pos = 0, w = 0;
@@ -531,7 +571,7 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
 
   // Drop walls shorter than dMinSide, shortest first; the two neighbours of
   // a dropped wall lie along one axis and become one wall.
-  double const minSide = std::isfinite(params.dMinSide) && params.dMinSide > 0 ? params.dMinSide : 0.0;
+  double const minSide = std::isfinite(dMinSide) && dMinSide > 0 ? dMinSide : 0.0;
   auto lengthOf = [&](std::size_t i) {
     std::size_t const g = groups.size();
     return std::abs(groups[(i + 1) % g].pos - groups[(i + g - 1) % g].pos);
@@ -565,7 +605,8 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
 
   // Walls along one axis that are one wall on the ground come out collinear.
   if (minSide > 0) {
-    CGroupCoord gc[2] = {CGroupCoord(minSide * tol::kOrthoSnapShare), CGroupCoord(minSide * tol::kOrthoSnapShare)};
+    CPolyOrtho::CGroupCoord gc[2] = {CPolyOrtho::CGroupCoord(minSide * tol::kOrthoSnapShare),
+                                     CPolyOrtho::CGroupCoord(minSide * tol::kOrthoSnapShare)};
     for (CGroup const& g : groups) gc[g.axis].Add(g.pos, g.w);
     for (CGroup& g : groups) gc[g.axis].GetRound(g.pos);
     dropShort(minSide);
@@ -611,12 +652,61 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
   }
   double perim = 0;
   for (std::size_t i = 0; i < g; ++i) perim += Len(ring[i + 1] - ring[i]);
-  double const rms = std::sqrt(sq / static_cast<double>(nin + g));
-  bool const ok = rms <= params.dMaxRms;
-  params.nCorners = static_cast<std::uint32_t>(g);
-  params.nDeviation = static_cast<std::uint32_t>(std::lround(perim > 0 ? 100.0 * sum / perim : 0.0));
-  params.dMaxRms = rms;
-  out.swap(ring);
+  res.rms = std::sqrt(sq / static_cast<double>(nin + g));
+  res.deviation = perim > 0 ? 100.0 * sum / perim : 0.0;
+  res.ring.swap(ring);
+  return true;
+}
+
+}  // namespace
+
+bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::vector<CPointD>& in,
+                           CParams& params) {
+  if (!IsClosed(dir.poly) || dir.poly.size() < 4 || dir.corners.size() < 3 || in.size() < 2) return false;
+  if (in.size() > std::numeric_limits<unsigned>::max() || !AllFinite(in.data(), in.size())) return false;
+  if (!dir.EnsureAxes()) return false;
+  std::vector<std::pair<int, int>> sides;
+  CornerSides(dir, sides);
+  CBuild res;
+  if (!dir.bFixed) {
+    // The votes leave the direction a fraction of a degree off on short or
+    // wobbly walls, which at the far end of a long wall is more than the
+    // staircase's own noise: settle it where the outline deviates least.
+    double const a0 = dir.Angle();
+    auto rmsAt = [&](double a) {
+      CBuild b;
+      return BuildIn(CFrame(a), dir.poly, sides, in, params.dMinSide, b) ? b.rms
+                                                                          : std::numeric_limits<double>::infinity();
+    };
+    double lo = a0 - kAngleSearch, hi = a0 + kAngleSearch;
+    double x1 = lo + (1 - kGolden) * (hi - lo), x2 = lo + kGolden * (hi - lo);
+    double f1 = rmsAt(x1), f2 = rmsAt(x2);
+    for (int e = 0; e < kAngleEvaluations; ++e) {
+      if (f1 <= f2) {
+        hi = x2;
+        x2 = x1;
+        f2 = f1;
+        x1 = lo + (1 - kGolden) * (hi - lo);
+        f1 = rmsAt(x1);
+      } else {
+        lo = x1;
+        x1 = x2;
+        f1 = f2;
+        x2 = lo + kGolden * (hi - lo);
+        f2 = rmsAt(x2);
+      }
+    }
+    double best = f1 <= f2 ? x1 : x2;
+    if (!(std::min(f1, f2) < rmsAt(a0))) best = a0;
+    dir.axis1 = {std::cos(best), std::sin(best)};
+    dir.axis2 = {-dir.axis1.y, dir.axis1.x};
+  }
+  if (!BuildIn(CFrame(dir.axis1), dir.poly, sides, in, params.dMinSide, res)) return false;
+  bool const ok = res.rms <= params.dMaxRms;
+  params.nCorners = static_cast<std::uint32_t>(res.ring.size() - 1);
+  params.nDeviation = static_cast<std::uint32_t>(std::lround(res.deviation));
+  params.dMaxRms = res.rms;
+  out.swap(res.ring);
   return ok;
 }
 

@@ -154,6 +154,7 @@ struct CPairResult {
   std::vector<CPointD> reduced;
   std::vector<CPointD> squared;
   bool accepted = false;
+  double rms = 0;  // the root-mean-square deviation the squaring reached
 };
 
 inline std::vector<CPointD> Reduce(std::vector<CPointD> const& traced, Settings const& s) {
@@ -179,6 +180,7 @@ inline CPairResult SquarePair(std::vector<CPointD> const& truth, std::vector<CPo
   params.nCorners = 1000;
   r.squared = r.reduced;
   r.accepted = Math::CPolyOrtho(params)(r.squared);
+  r.rms = params.dMaxRms;
   r.fig[3] = Measure(r.squared, truth, corners, r.accepted);
   return r;
 }
