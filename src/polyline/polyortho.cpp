@@ -636,23 +636,30 @@ bool BuildIn(CFrame const& fr, std::vector<CPointD> const& P, std::vector<std::p
     }
   if (SignedArea(ring) * SignedArea(P) <= 0) return false;
 
-  // Deviation both ways: input vertices from the outline, outline corners
-  // from the input.
-  std::size_t const nin = in.size() - (IsClosed(in) ? 1 : 0);
-  double sum = 0, sq = 0;
-  for (std::size_t i = 0; i < nin; ++i) {
-    double const d = PolyDist(in[i], ring);
-    sum += d;
-    sq += d * d;
+  // Deviation both ways, as integrals of the squared distance along the
+  // input (from the outline) and along the outline (from the input), by
+  // Simpson's rule on each segment.
+  std::size_t const nin = in.size();
+  double sum = 0, sq = 0, len = 0;
+  auto along = [&](std::vector<CPointD> const& a, std::vector<CPointD> const& b) {
+    for (std::size_t i = 0; i + 1 < a.size(); ++i) {
+      double const l = Len(a[i + 1] - a[i]);
+      if (!(l > 0)) continue;
+      double const d0 = PolyDist(a[i], b), d1 = PolyDist((a[i] + a[i + 1]) * 0.5, b), d2 = PolyDist(a[i + 1], b);
+      sum += l * (d0 + 4 * d1 + d2) / 6;
+      sq += l * (d0 * d0 + 4 * d1 * d1 + d2 * d2) / 6;
+      len += l;
+    }
+  };
+  along(in, ring);
+  if (!IsClosed(in) && nin > 1) {
+    std::vector<CPointD> const seam{in.back(), in.front()};
+    along(seam, ring);
   }
-  for (std::size_t i = 0; i < g; ++i) {
-    double const d = PolyDist(ring[i], in);
-    sum += d;
-    sq += d * d;
-  }
+  along(ring, in);
   double perim = 0;
   for (std::size_t i = 0; i < g; ++i) perim += Len(ring[i + 1] - ring[i]);
-  res.rms = std::sqrt(sq / static_cast<double>(nin + g));
+  res.rms = len > 0 ? std::sqrt(sq / len) : 0.0;
   res.deviation = perim > 0 ? 100.0 * sum / perim : 0.0;
   res.ring.swap(ring);
   return true;
