@@ -9,7 +9,8 @@
 // of two map editors' squaring quoted for this file.
 //
 // Usage: kmath_ortho_quality [data file] [--tol T] [--minside S] [--ratio R] [--list]
-// (--list names the rectilinear footprints that did not come out right)
+// (--list names the rectilinear footprints that did not come out right or
+// came out more than 1 px off)
 #include <math/polyapprox.h>
 #include <math/polyortho.h>
 
@@ -91,7 +92,7 @@ int main(int argc, char** argv) {
     if (t.Attr("kind") != "truth" || s.Attr("kind") != "traced") continue;
     int const corners = std::atoi(t.Attr("corners").c_str());
     kmath_quality::CPairResult const r = kmath_quality::SquarePair(t.pts, s.pts, corners, set);
-    if (list && r.truthRectilinear && !r.fig[3].right)
+    if (list && r.truthRectilinear && (!r.fig[3].right || r.fig[3].hausdorff > 1.0))
       std::printf("id=%s %s corners=%d: %s, %zu corners, rms %.3f px, Hausdorff %.2f px\n", t.Attr("id").c_str(),
                   t.Attr("setting").c_str(), corners, r.accepted ? "accepted" : "refused",
                   kmath_quality::Open(r.squared).size(), r.rms, r.fig[3].hausdorff);

@@ -29,6 +29,9 @@ constexpr int kWallRounds = 3;
 constexpr double kAngleSearch = 0.02617993877991494;
 constexpr double kGolden = 0.6180339887498949;
 constexpr int kAngleEvaluations = 10;
+// A step put in for a slanted chain carries almost no weight: when it is
+// too short to keep, its two walls merge as if it had never been there.
+constexpr double kStepWeight = 1e-3;
 
 double Len(CPointD const& v) { return std::hypot(v.x, v.y); }
 double Dot(CPointD const& a, CPointD const& b) { return a.x * b.x + a.y * b.y; }
@@ -150,6 +153,12 @@ int ClassifyIn(CFrame const& fr, CPointD const& v) {
   double const dev = d1 < d2 ? d1 : d2;
   return (d1 < d2 ? 2 : 0) | (dev > tol::kOrthoOffAxis ? 1 : 0);
 }
+
+// A chain of off-axis sides: its ends in frame coordinates and its
+// integrals of n du and u dn.
+struct CStep {
+  double pu, pn, qu, qn, inu, iun;
+};
 
 // The corner-to-corner sides of the corner set, as index pairs into the
 // working ring (the last pair wraps over the closing vertex).
@@ -518,24 +527,38 @@ bool BuildIn(CFrame const& fr, std::vector<CPointD> const& P, std::vector<std::p
 
   std::vector<CGroup> groups;
   groups.reserve(k + 2);
+  // Off-axis sides between two walls along one axis are a step: a
+  // perpendicular wall goes in where it keeps the area under the slanted
+  // chain (placed once both walls are final). Between walls of different
+  // axes they are a cut corner and are dropped.
   bool pendingOff = false;
-  CPointD offA{0, 0}, offB{0, 0};
+  CStep chain{};
+  auto chainSide = [&](std::size_t i) {
+    if (!pendingOff) {
+      chain = CStep{};
+      CPointD const a = RingAt(P, sides[i].first);
+      chain.pu = Dot(fr.u, a);
+      chain.pn = Dot(fr.n, a);
+    }
+    for (int j = sides[i].first; j < sides[i].second; ++j) {
+      CPointD const a = RingAt(P, j), b = RingAt(P, j + 1);
+      double const ua = Dot(fr.u, a), na = Dot(fr.n, a), ub = Dot(fr.u, b), nb = Dot(fr.n, b);
+      chain.inu += 0.5 * (na + nb) * (ub - ua);
+      chain.iun += 0.5 * (ua + ub) * (nb - na);
+      chain.qu = ub;
+      chain.qn = nb;
+    }
+    pendingOff = true;
+  };
+  std::vector<std::pair<std::size_t, CStep>> steps;
   auto stepGroup = [&](int axis) {
-    // Steps between two walls along one axis: a perpendicular wall through
-    // the middle of the slanted side(s) that joined them, weighted lightly.
-    CPointD const mid = (offA + offB) * 0.5;
-    int const ax = 1 - axis;
-    double const pos = ax == 0 ? Dot(fr.n, mid) : Dot(fr.u, mid);
-    groups.push_back({ax, pos, 1e-3});
+    steps.emplace_back(groups.size(), chain);
+    groups.push_back({1 - axis, 0.0, kStepWeight});
   };
   for (std::size_t c = 0; c < k; ++c) {
     std::size_t const i = (start + c) % k;
     if (!isOn(i)) {
-      CPointD const a = RingAt(P, sides[i].first);
-      CPointD const b = RingAt(P, sides[i].second);
-      if (!pendingOff) offA = a;
-      offB = b;
-      pendingOff = true;
+      chainSide(i);
       continue;
     }
     int const ax = axisOf(i);
@@ -566,6 +589,22 @@ bool BuildIn(CFrame const& fr, std::vector<CPointD> const& P, std::vector<std::p
       f.w = w;
       groups.pop_back();
     }
+  }
+  for (auto const& st : steps) {
+    std::size_t const gn = groups.size();
+    std::size_t const j = st.first;
+    if (j >= gn) continue;
+    CStep const& ch = st.second;
+    double const a = groups[(j + gn - 1) % gn].pos, b = groups[(j + 1) % gn].pos;
+    // Walls along u (positions in n) take a step along n at u = s, where
+    // a (s - pu) + b (qu - s) equals the chain's integral of n du; walls
+    // along n mirror it.
+    bool const alongU = groups[j].axis == 1;
+    double const c = alongU ? ch.inu : ch.iun;
+    double const p0 = alongU ? ch.pu : ch.pn, q0 = alongU ? ch.qu : ch.qn;
+    double sv = 0.5 * (p0 + q0);
+    if (std::abs(a - b) > tol::kEps) sv = std::clamp((c + a * p0 - b * q0) / (a - b), std::min(p0, q0), std::max(p0, q0));
+    groups[j].pos = sv;
   }
   if (groups.size() < 4 || groups.size() % 2 != 0) return false;
 
