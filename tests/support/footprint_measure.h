@@ -141,9 +141,11 @@ inline Figures Measure(std::vector<CPointD> const& result, std::vector<CPointD> 
 
 // The parameters of the report and of the real-data test.
 struct Settings {
-  double reduceTol = 1.0;  // PolyApprox deviation tolerance, px
-  double minSide = 2.5;    // CParams dMinSide, px
-  double ratio = 0.2;      // CParams dRatio
+  // Chosen on this file: below 0.9 px the reduction keeps the staircase's
+  // wobble as sides, above it loses the 1.5 to 2 px jogs of real walls.
+  double reduceTol = 0.9;  // PolyApprox deviation tolerance, px
+  double minSide = 1.5;    // CParams dMinSide, px
+  double ratio = 0.3;      // CParams dRatio: dMaxRms 0.643 px
 };
 
 struct CPairResult {
