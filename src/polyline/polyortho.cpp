@@ -32,6 +32,8 @@ constexpr int kAngleEvaluations = 10;
 // A step put in for a slanted chain carries almost no weight: when it is
 // too short to keep, its two walls merge as if it had never been there.
 constexpr double kStepWeight = 1e-3;
+// Polylines up to this many segments are measured without a grid.
+constexpr std::size_t kGridMinSegments = 48;
 
 double Len(CPointD const& v) { return std::hypot(v.x, v.y); }
 double Dot(CPointD const& a, CPointD const& b) { return a.x * b.x + a.y * b.y; }
@@ -97,13 +99,104 @@ double SegDist(CPointD const& p, CPointD const& a, CPointD const& b) {
   return Len(p - (a + d * t));
 }
 
-// Distance from p to the polyline (its segments as given).
-double PolyDist(CPointD const& p, std::vector<CPointD> const& poly) {
-  double best = std::numeric_limits<double>::infinity();
-  if (poly.size() == 1) return Len(p - poly[0]);
-  for (std::size_t i = 0; i + 1 < poly.size(); ++i) best = std::min(best, SegDist(p, poly[i], poly[i + 1]));
-  return best;
-}
+// Nearest-segment queries on a polyline through a uniform grid of cells
+// about one mean segment long, so that measuring n points against g sides
+// costs about n + g instead of n * g. Each segment is entered in the cells
+// of points every half cell along it; a query searches rings of cells
+// outward and stops once no unseen segment can be nearer.
+class CSegGrid {
+ public:
+  explicit CSegGrid(std::vector<CPointD> const& poly) : m_poly(poly) {
+    std::size_t const segs = poly.size() > 1 ? poly.size() - 1 : 0;
+    // A short polyline is scanned whole: cheaper than building a grid.
+    if (segs <= kGridMinSegments) return;
+    double x0 = poly[0].x, x1 = x0, y0 = poly[0].y, y1 = y0, len = 0;
+    for (std::size_t i = 0; i < poly.size(); ++i) {
+      x0 = std::min(x0, poly[i].x);
+      x1 = std::max(x1, poly[i].x);
+      y0 = std::min(y0, poly[i].y);
+      y1 = std::max(y1, poly[i].y);
+      if (i + 1 < poly.size()) len += Len(poly[i + 1] - poly[i]);
+    }
+    // Cells of one mean segment, but never more cells than a few per
+    // segment: the grid stays linear in the polyline's size.
+    double cell = std::max(len / static_cast<double>(segs), tol::kEps);
+    double const area = std::max(x1 - x0, cell) * std::max(y1 - y0, cell);
+    cell = std::max(cell, std::sqrt(area / (4.0 * static_cast<double>(segs) + 16.0)));
+    m_cell = cell;
+    m_x0 = x0;
+    m_y0 = y0;
+    m_nx = static_cast<int>((x1 - x0) / cell) + 1;
+    m_ny = static_cast<int>((y1 - y0) / cell) + 1;
+    std::vector<std::pair<int, int>> entries;  // (cell, segment)
+    for (std::size_t i = 0; i < segs; ++i) {
+      CPointD const a = poly[i], d = poly[i + 1] - poly[i];
+      int const k = static_cast<int>(std::ceil(2.0 * Len(d) / cell)) + 1;
+      int last = -1;
+      for (int j = 0; j <= k; ++j) {
+        int const c = CellOf(a + d * (static_cast<double>(j) / k));
+        if (c != last) entries.emplace_back(c, static_cast<int>(i));
+        last = c;
+      }
+    }
+    std::sort(entries.begin(), entries.end());
+    entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
+    m_start.assign(static_cast<std::size_t>(m_nx) * static_cast<std::size_t>(m_ny) + 1, 0);
+    for (auto const& e : entries) ++m_start[static_cast<std::size_t>(e.first) + 1];
+    for (std::size_t c = 1; c < m_start.size(); ++c) m_start[c] += m_start[c - 1];
+    m_items.resize(entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) m_items[i] = entries[i].second;
+  }
+
+  double Distance(CPointD const& p) const {
+    if (m_start.empty()) {
+      if (m_poly.size() == 1) return Len(p - m_poly[0]);
+      double best = std::numeric_limits<double>::infinity();
+      for (std::size_t i = 0; i + 1 < m_poly.size(); ++i) best = std::min(best, SegDist(p, m_poly[i], m_poly[i + 1]));
+      return best;
+    }
+    int const cx = std::clamp(static_cast<int>(std::floor((p.x - m_x0) / m_cell)), 0, m_nx - 1);
+    int const cy = std::clamp(static_cast<int>(std::floor((p.y - m_y0) / m_cell)), 0, m_ny - 1);
+    // A query outside the grid starts at its nearest cell; the distance to
+    // the grid is a lower bound for every ring.
+    double const outside = std::hypot(std::max({m_x0 - p.x, p.x - (m_x0 + m_nx * m_cell), 0.0}),
+                                      std::max({m_y0 - p.y, p.y - (m_y0 + m_ny * m_cell), 0.0}));
+    double best = std::numeric_limits<double>::infinity();
+    int const rmax = std::max(m_nx, m_ny);
+    for (int r = 0; r <= rmax; ++r) {
+      for (int y = cy - r; y <= cy + r; ++y) {
+        if (y < 0 || y >= m_ny) continue;
+        bool const edgeRow = y == cy - r || y == cy + r;
+        for (int x = cx - r; x <= cx + r; x += (edgeRow || r == 0) ? 1 : 2 * r) {
+          if (x < 0 || x >= m_nx) continue;
+          std::size_t const c = static_cast<std::size_t>(y) * static_cast<std::size_t>(m_nx) + static_cast<std::size_t>(x);
+          for (int k = m_start[c]; k < m_start[c + 1]; ++k) {
+            auto const i = static_cast<std::size_t>(m_items[static_cast<std::size_t>(k)]);
+            best = std::min(best, SegDist(p, m_poly[i], m_poly[i + 1]));
+          }
+        }
+      }
+      // Segments not yet seen have all their sample cells beyond ring r, so
+      // they lie at least (r - 1/2) cells away, less the half cell between
+      // samples.
+      if (best <= outside + (r - 1) * m_cell) break;
+    }
+    return best;
+  }
+
+ private:
+  int CellOf(CPointD const& p) const {
+    int const x = std::clamp(static_cast<int>(std::floor((p.x - m_x0) / m_cell)), 0, m_nx - 1);
+    int const y = std::clamp(static_cast<int>(std::floor((p.y - m_y0) / m_cell)), 0, m_ny - 1);
+    return y * m_nx + x;
+  }
+
+  std::vector<CPointD> const& m_poly;
+  double m_x0 = 0, m_y0 = 0, m_cell = 1;
+  int m_nx = 0, m_ny = 0;
+  std::vector<int> m_start;
+  std::vector<int> m_items;
+};
 
 // Proper crossing or touching of two segments (exact orientation signs are
 // good enough here: the squared sides are far longer than rounding).
@@ -484,7 +577,7 @@ namespace {
 // One squared outline of the working ring P, its corners given by `sides`,
 // in the frame `fr`; false when the walls do not make an outline.
 bool BuildIn(CFrame const& fr, std::vector<CPointD> const& P, std::vector<std::pair<int, int>> const& sides,
-             std::vector<CPointD> const& in, double dMinSide, CBuild& res) {
+             std::vector<CPointD> const& in, CSegGrid const& toInput, double dMinSide, CBuild& res) {
   std::size_t const k = sides.size();
 
   // Classify every side and fit the on-axis ones: the length-weighted mean
@@ -680,22 +773,23 @@ bool BuildIn(CFrame const& fr, std::vector<CPointD> const& P, std::vector<std::p
   // Simpson's rule on each segment.
   std::size_t const nin = in.size();
   double sum = 0, sq = 0, len = 0;
-  auto along = [&](std::vector<CPointD> const& a, std::vector<CPointD> const& b) {
+  CSegGrid const toRing(ring);
+  auto along = [&](std::vector<CPointD> const& a, CSegGrid const& b) {
     for (std::size_t i = 0; i + 1 < a.size(); ++i) {
       double const l = Len(a[i + 1] - a[i]);
       if (!(l > 0)) continue;
-      double const d0 = PolyDist(a[i], b), d1 = PolyDist((a[i] + a[i + 1]) * 0.5, b), d2 = PolyDist(a[i + 1], b);
+      double const d0 = b.Distance(a[i]), d1 = b.Distance((a[i] + a[i + 1]) * 0.5), d2 = b.Distance(a[i + 1]);
       sum += l * (d0 + 4 * d1 + d2) / 6;
       sq += l * (d0 * d0 + 4 * d1 * d1 + d2 * d2) / 6;
       len += l;
     }
   };
-  along(in, ring);
+  along(in, toRing);
   if (!IsClosed(in) && nin > 1) {
     std::vector<CPointD> const seam{in.back(), in.front()};
-    along(seam, ring);
+    along(seam, toRing);
   }
-  along(ring, in);
+  along(ring, toInput);
   double perim = 0;
   for (std::size_t i = 0; i < g; ++i) perim += Len(ring[i + 1] - ring[i]);
   res.rms = len > 0 ? std::sqrt(sq / len) : 0.0;
@@ -713,6 +807,7 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
   if (!dir.EnsureAxes()) return false;
   std::vector<std::pair<int, int>> sides;
   CornerSides(dir, sides);
+  CSegGrid const toInput(in);
   CBuild res;
   if (!dir.bFixed) {
     // The votes leave the direction a fraction of a degree off on short or
@@ -721,7 +816,7 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
     double const a0 = dir.Angle();
     auto rmsAt = [&](double a) {
       CBuild b;
-      return BuildIn(CFrame(a), dir.poly, sides, in, params.dMinSide, b) ? b.rms
+      return BuildIn(CFrame(a), dir.poly, sides, in, toInput, params.dMinSide, b) ? b.rms
                                                                           : std::numeric_limits<double>::infinity();
     };
     double lo = a0 - kAngleSearch, hi = a0 + kAngleSearch;
@@ -747,7 +842,7 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
     dir.axis1 = {std::cos(best), std::sin(best)};
     dir.axis2 = {-dir.axis1.y, dir.axis1.x};
   }
-  if (!BuildIn(CFrame(dir.axis1), dir.poly, sides, in, params.dMinSide, res)) return false;
+  if (!BuildIn(CFrame(dir.axis1), dir.poly, sides, in, toInput, params.dMinSide, res)) return false;
   bool const ok = res.rms <= params.dMaxRms;
   params.nCorners = static_cast<std::uint32_t>(res.ring.size() - 1);
   params.nDeviation = static_cast<std::uint32_t>(std::lround(res.deviation));
