@@ -123,6 +123,8 @@ class CSegGrid {
     double cell = std::max(len / static_cast<double>(segs), tol::kEps);
     double const area = std::max(x1 - x0, cell) * std::max(y1 - y0, cell);
     cell = std::max(cell, std::sqrt(area / (4.0 * static_cast<double>(segs) + 16.0)));
+    // Coordinates too large to measure: scan the whole polyline instead.
+    if (!std::isfinite(cell) || !std::isfinite(x1 - x0) || !std::isfinite(y1 - y0)) return;
     m_cell = cell;
     m_x0 = x0;
     m_y0 = y0;
@@ -845,7 +847,7 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
   if (!BuildIn(CFrame(dir.axis1), dir.poly, sides, in, toInput, params.dMinSide, res)) return false;
   bool const ok = res.rms <= params.dMaxRms;
   params.nCorners = static_cast<std::uint32_t>(res.ring.size() - 1);
-  params.nDeviation = static_cast<std::uint32_t>(std::lround(res.deviation));
+  params.nDeviation = res.deviation < 4e9 ? static_cast<std::uint32_t>(std::lround(res.deviation)) : 0xFFFFFFFFu;
   params.dMaxRms = res.rms;
   out.swap(res.ring);
   return ok;

@@ -321,6 +321,25 @@ TEST(CPolyOrtho, SpikesAndRepeatedPointsNeverBreakTheOutline) {
     EXPECT_TRUE(Same(poly, before));
 }
 
+TEST(CPolyOrtho, HugeCoordinatesNeitherCrashNorHalfWrite) {
+  for (double scale : {1e150, 1e300}) {
+    SCOPED_TRACE(scale);
+    Pts poly = Noisy(kL, 0.3, 0.2);
+    for (CPointD& p : poly) p = p * scale;
+    Pts const before = poly;
+    CPolyOrtho::CParams p(0.3, 1.5 * scale);
+    p.nCorners = 100;
+    if (CPolyOrtho(p)(poly))
+      EXPECT_EQ(kmath_quality::Open(poly).size(), 6u);
+    else
+      EXPECT_TRUE(Same(poly, before));
+    Pts line = before;
+    if (!Math::PolyOrtho(line, scale, 0, true, true, nullptr)) {
+      EXPECT_TRUE(Same(line, before));
+    }
+  }
+}
+
 TEST(CPolyOrtho, BuildOfACleanRectangleIsThatRectangleWithNoDeviation) {
   Pts const rect = Transformed({{0, 0}, {30, 0}, {30, 12}, {0, 12}, {0, 0}}, 0.7, {5, 5});
   CPolyOrtho::CBaseDir dir(rect, {0, 0}, false);

@@ -303,6 +303,8 @@ TEST(MinAreaRectangle, SquaresSegmentsGivenHullsAndBadInput) {
   Pts const bad{{0, 0}, {1, std::nan("")}, {2, 0}};
   EXPECT_EQ(Math::MinAreaRectangle(bad.data(), 3, false).Area(), 0);
   EXPECT_EQ(Math::MinAreaRectangle(nullptr, 3, false).Area(), 0);
+  Pts const huge{{0, 0}, {1e300, 1e300}, {-1e300, 1e300}, {1e300, -1e300}};
+  EXPECT_GE(Math::MinAreaRectangle(huge.data(), 4, false).Width(), 0);  // no crash; overflow gives inf
   Pts const one{{2, 2}, {2, 2}, {2, 2}};
   EXPECT_FALSE(Math::MinAreaRectangle(one.data(), 3, false).IsValid());
 }
