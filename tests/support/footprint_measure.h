@@ -174,7 +174,10 @@ inline CPairResult SquarePair(std::vector<CPointD> const& truth, std::vector<CPo
   r.fig[1] = Measure(r.reduced, truth, corners, false);
 
   std::vector<CPointD> po = r.reduced;
-  bool const poOk = Math::PolyOrtho(po, s.reduceTol, s.minSide * 0.25, false, false, nullptr);
+  // PolyOrtho splits at its own inflections: coarser than the reduction, so
+  // a staircase's wobble stays inside one piece, and walls within the
+  // shortest side of each other snap to one line.
+  bool const poOk = Math::PolyOrtho(po, s.reduceTol * 1.5, s.minSide, false, false, nullptr);
   r.fig[2] = Measure(poOk ? po : r.reduced, truth, corners, poOk);
 
   Math::CPolyOrtho::CParams params(s.ratio, s.minSide);
