@@ -859,7 +859,7 @@ bool CPolyOrtho::BuildOrto(std::vector<CPointD>& out, CBaseDir& dir, const std::
 bool CPolyOrtho::Reduction(const std::vector<CPointD>& in, std::vector<CPointD>& out, const CParams& start,
                            CParams& best, CBaseDir& dir) {
   best = start;
-  best.nCorners = start.bFixedStart ? 5u : start.nCorners + 1;
+  best.nCorners = start.bFixedStart ? 5u : start.nCorners == UINT32_MAX ? UINT32_MAX : start.nCorners + 1;
   std::uint32_t const startCount = best.nCorners;
   bool taken = false;
   for (;;) {
@@ -908,7 +908,8 @@ bool CPolyOrtho::operator()(std::vector<CPointD>& poly, std::vector<std::vector<
   }
   variants.push_back(out);
 
-  for (unsigned step = 1; cur.nCorners > caller.nCorners + 3; ++step) {
+  // 64-bit sums: a caller asking for any corner count passes UINT32_MAX.
+  for (unsigned step = 1; std::uint64_t{cur.nCorners} > std::uint64_t{caller.nCorners} + 3; ++step) {
     if (!SimplifyStep(dir)) return refuse(cur);
     if (step % 5 == 0) {
       cur = caller;

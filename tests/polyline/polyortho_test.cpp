@@ -258,7 +258,7 @@ TEST(CPolyOrtho, APresetDirectionIsTheOneTheSidesFollow) {
   double const rot = 0.25;
   Pts poly = Noisy(kL, rot, 0.2);
   CPolyOrtho::CParams p(0.3, 1.5);
-  p.nCorners = 100;
+  p.nCorners = UINT32_MAX;  // any count, without wrapping round
   p.baseDir = {std::cos(rot + 0.004), std::sin(rot + 0.004)};
   ASSERT_TRUE(CPolyOrtho(p)(poly));
   for (std::size_t i = 0; i + 1 < poly.size(); ++i) {
