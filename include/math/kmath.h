@@ -10,6 +10,7 @@
 #include <math/circle.h>
 #include <math/moments.h>
 #include <math/sample.h>
+#include <math/rectangle.h>
 
 #include <math/affine.h>
 #include <math/reftrans.h>
@@ -23,6 +24,7 @@
 #include <math/dtw.h>
 
 #include <math/polydir.h>
+#include <math/polyortho.h>
 
 #include <math/polygon.h>
 

@@ -84,6 +84,22 @@ inline constexpr double kBrokenRunFactor = 3.0;
 // curve, and a huge arc under a huge zoom must not exhaust memory.
 inline constexpr int kDebugArcMaxPoints = 4096;
 
+// Squaring: a side leaning further than this (15 degrees) from its axis is
+// off-axis, a cut corner or a step rather than a wall.
+inline constexpr double kOrthoOffAxis = 0.2617993877991494;
+// Squaring: the grid on which a squared corner is recognised again after
+// the outline was cleaned up.
+inline constexpr double kOrthoGrid = 0.001;
+// Squaring: walls along one axis closer than this share of the shortest kept
+// side are snapped to one line.
+inline constexpr double kOrthoSnapShare = 0.25;
+// Oriented rectangles: the start of a running minimum or maximum, the
+// largest single-precision value.
+inline constexpr double kFltMax = 3.4028234663852886e+38;
+// Oriented rectangles: a rectangle this close to a square (smaller side over
+// larger) gets a second direction search, its cost having two near minima.
+inline constexpr double kRectSquarish = 0.75;
+
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }
 // "a <= b within t": a near-tie counts as not larger.
