@@ -162,10 +162,14 @@ class KMATH_API CEdgeCrossProc : public CEdgeCrossBase {
 };
 
 // Runs the sweep over a copy of `events` and leaves in `splits` (expected
-// empty) the ascending cut parameters of every edge that must be cut: at
+// empty) the ascending cut parameters of every edge that must be cut. Pairs
+// are tested only when they are beam neighbours at an event, so the queue
+// must also hold every edge's end abscissa (AddX): where an edge ends, the
+// edges around it become neighbours, and without an event there a crossing
+// of theirs before the next event goes unseen. Cuts are made at
 // proper crossings, and where an end point of one edge touches another's
 // interior. Edges sharing an end point, parallel edges and zero-length edges
-// produce no cut by themselves. Cost: the events (the edges' begin abscissae
+// produce no cut by themselves. Cost: the events (the edges' begin and end abscissae
 // plus one per meeting) times the beam length, the beam kept sorted by
 // insertion; each edge pair is tested at most once.
 KMATH_API void SplitAtCrossings(sba_detail::CEvents const& events, sba_detail::CSplitTable& splits);

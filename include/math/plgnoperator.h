@@ -52,22 +52,26 @@
 //    followed by its holes in the same order. Rings never cross; they may
 //    touch at single nodes.
 //
-// Relation flags (CFlags), from the classification of step 3:
-//   bit 0 (1)  the interiors of A and B overlap (some piece side is inside
-//              both); clear means A intersect B has no area.
-//   bit 1 (2)  some boundary must be rebuilt: the sweep cut an edge, pieces
-//              coincide or cancel, a node joins more than two pieces or two
-//              contours, a contour was unclosed or left out, or a contour
-//              runs the wrong way. Clear means the contours are pairwise
-//              disjoint simple rings, each with its operand's inside on
-//              its left (outer contours counter-clockwise, holes
-//              clockwise), as a built result is.
+// Relation flags (CFlags), from the classification of step 3. An operand
+// is "clean" when its contours are pairwise disjoint simple rings, each
+// with the operand's inside on its left (outer contours counter-clockwise,
+// holes clockwise), as a built result is; otherwise it must be rebuilt
+// (it crosses, touches or cancels itself, has a ring unclosed or left out,
+// or runs the wrong way).
+//   bit 0 (1)  the operands interact: their interiors overlap (some piece
+//              side is inside both), or one of them must be rebuilt. Clear
+//              means A intersect B has no area and both are clean.
+//   bit 1 (2)  some boundary must be rebuilt: an operand is not clean, or
+//              the two boundaries share a node or a piece, or the sweep cut
+//              an edge. Clear means all contours of both operands are
+//              disjoint clean rings.
 //   bit 2 (4)  the sweep cut at least one edge.
-//   bit 3 (8)  A is not empty and lies inside B (no side is in A only).
-//   bit 4 (16) B is not empty and lies inside A (no side is in B only).
-// With the shortcuts these flags return operands as they were given
-// (contour order unchanged) whenever the result is one or both of them;
-// otherwise the result is built and normalised as above.
+//   bit 3 (8)  both operands are clean, A is not empty, and A lies inside
+//              B (no piece side is in A only).
+//   bit 4 (16) likewise B inside A.
+// The shortcuts therefore copy an operand only when it is clean, and the
+// copies keep the operands' contour order; every other result is built and
+// laid out as above.
 //
 // Cost: the two sweeps do work proportional to the events times the beam
 // length (about n sqrt(n) for real outlines of n vertices); loops and
@@ -137,7 +141,10 @@ class KMATH_API COperation {
 //           contours reversed; bit 4: A then B's reversed; true only when
 //           that result has a contour.
 // Keep-edge tests with (cA, cB) and k:
-//   CNormA  k = 3 and cA != 0 (k matters here but not for CNormB).
+//   CNormA  k = 3 and cA != 0 (k matters here but not for CNormB: with
+//           two operands NormA yields only the loops of A's boundary that
+//           lie outside B; normalise A with the single-operand
+//           constructor, where every piece of A has k = 3).
 //   CNormB  cB != 0.
 //   CCross  k = 1, or k = 2 and cA * cB > 0.
 //   CUnion  k = 3, or k = 2 and cA * cB > 0.
@@ -272,10 +279,10 @@ class KMATH_API CPlgnStructure {
   CPlgnStructure(CPlgnStructure const&) = delete;
   CPlgnStructure& operator=(CPlgnStructure const&) = delete;
 
-  // The contour against itself: bit 1 set when it meets itself anywhere
-  // (crosses, touches an edge or a vertex, runs back along itself, or
-  // cannot be closed), bit 2 when the sweep had to cut an edge; a simple
-  // ring gives 0.
+  // The contour against itself: bits 0 and 1 set when it meets itself
+  // anywhere (crosses, touches an edge or a vertex, runs back along itself,
+  // or cannot be closed), bit 2 also when the sweep had to cut an edge. A
+  // simple ring gives 0 whichever way it runs.
   plgn_detail::CFlags CheckSelfCross() const;
   // The contour (as A) against another ring (as B): the relation flags of
   // the file comment.

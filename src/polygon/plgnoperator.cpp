@@ -235,7 +235,7 @@ CPlgnStructure::CPlgnStructure(CPointD const* pts, int count) : m_engine(std::ma
 
 CPlgnStructure::~CPlgnStructure() = default;
 
-plgn_detail::CFlags CPlgnStructure::CheckSelfCross() const { return m_engine->Flags(); }
+plgn_detail::CFlags CPlgnStructure::CheckSelfCross() const { return m_engine->Flags(false); }
 
 plgn_detail::CFlags CPlgnStructure::CheckOverlap(CPointD const* pts, int count) const {
   plgn_detail::CEngine engine;

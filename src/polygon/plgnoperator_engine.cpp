@@ -53,18 +53,19 @@ double SignedArea(std::vector<CPointD> const& ring) {
 }  // namespace
 
 void CEngine::AddContour(CPointD const* pts, std::size_t count, int tag) {
+  bool& defect = m_defectOf[tag == 2 ? 1 : 0];
   if (pts == nullptr || count < 2) {
-    m_defect = true;
+    m_defect = defect = true;
     return;
   }
   for (std::size_t i = 0; i < count; ++i) {
     if (!Finite(pts[i])) {
-      m_defect = true;
+      m_defect = defect = true;
       return;
     }
   }
   bool const closed = Dist(pts[0], pts[count - 1]) < tol::kEps;
-  if (!closed) m_defect = true;
+  if (!closed) m_defect = defect = true;
   std::size_t const n = closed ? count - 1 : count;
   std::size_t distinct = 0;
   for (std::size_t i = 0; i < n; ++i) {
@@ -141,7 +142,13 @@ bool CEngine::SplitPass() {
     flip[i] = f;
     return f ? std::make_pair(q, p) : std::make_pair(p, q);
   };
-  for (std::size_t i = 0; i < m_segs.size(); ++i) events.Add(sba_detail::CEdge(static_cast<unsigned>(i), ends(i)));
+  // End abscissae are events too: where an edge ends its neighbours change,
+  // and two edges that become neighbours only there are tested nowhere else.
+  for (std::size_t i = 0; i < m_segs.size(); ++i) {
+    sba_detail::CEdge const e(static_cast<unsigned>(i), ends(i));
+    events.Add(e);
+    events.AddX(e.end().x);
+  }
   sba_detail::CSplitTable splits;
   SplitAtCrossings(events, splits);
 
@@ -200,12 +207,14 @@ void CEngine::MakePieces() {
     return a.lo < b.lo || (a.lo == b.lo && (a.hi < b.hi || (a.hi == b.hi && a.seg < b.seg)));
   });
   for (std::size_t i = 0; i < refs.size();) {
-    CPiece p{refs[i].lo, refs[i].hi, {0, 0}, 0, m_segs[refs[i].seg].contour, false, false, {0, 0}, {0, 0}};
+    CPiece p{refs[i].lo, refs[i].hi, {0, 0}, {0, 0}, {-1, -1}, {false, false}, false, {0, 0}, {0, 0}};
     for (; i < refs.size() && refs[i].lo == p.lo && refs[i].hi == p.hi; ++i) {
       CSeg const& s = m_segs[refs[i].seg];
-      p.w[s.tag - 1] += refs[i].dir;
-      ++p.nSrc;
-      p.mixed = p.mixed || s.contour != p.contour;
+      int const op = s.tag == 2 ? 1 : 0;
+      p.w[op] += refs[i].dir;
+      ++p.n[op];
+      if (p.contour[op] < 0) p.contour[op] = s.contour;
+      else if (p.contour[op] != s.contour) p.mixed[op] = true;
     }
     m_pieces.push_back(p);
   }
@@ -310,22 +319,19 @@ void CEngine::Analyse() {
   m_analysed = true;
 }
 
-CFlags CEngine::Flags() {
+CFlags CEngine::Flags(bool bOrientation) {
   Analyse();
-  bool rebuild = m_defect || m_cut;
+  // own[op]: the operand must be rebuilt on its own (it crosses, touches or
+  // cancels itself, was unclosed, or runs the wrong way); meet: the two
+  // operands' boundaries share a node or a piece.
+  bool own[2] = {m_defectOf[0], m_defectOf[1]};
+  bool meet = false;
   bool anyBoth = false, anyAOnly = false, anyBOnly = false, anyA = false, anyB = false;
-  std::vector<int> degree(m_nodes.size(), 0);
-  std::vector<int> owner(m_nodes.size(), -1);
+  std::vector<int> degree[2] = {std::vector<int>(m_nodes.size(), 0), std::vector<int>(m_nodes.size(), 0)};
+  std::vector<int> owner[2] = {std::vector<int>(m_nodes.size(), -1), std::vector<int>(m_nodes.size(), -1)};
   for (CPiece const& p : m_pieces) {
     unsigned const mL = Membership(p.left);
     unsigned const mR = Membership(p.right);
-    if (mL == mR || p.nSrc > 1 || p.mixed) rebuild = true;
-    // A lone source must have its operand's inside on its left: outer
-    // rings counter-clockwise, holes clockwise.
-    if (p.nSrc == 1) {
-      int const op = p.w[0] != 0 ? 0 : 1;
-      if (!In(p.w[op] > 0 ? p.left[op] : p.right[op])) rebuild = true;
-    }
     for (unsigned m : {mL, mR}) {
       anyBoth = anyBoth || m == 3;
       anyAOnly = anyAOnly || m == 1;
@@ -333,19 +339,33 @@ CFlags CEngine::Flags() {
       anyA = anyA || (m & 1u) != 0;
       anyB = anyB || (m & 2u) != 0;
     }
-    for (int node : {p.lo, p.hi}) {
-      ++degree[node];
-      if (owner[node] < 0) owner[node] = p.contour;
-      else if (owner[node] != p.contour) rebuild = true;
+    meet = meet || (p.n[0] > 0 && p.n[1] > 0);
+    for (int op = 0; op < 2; ++op) {
+      if (p.n[op] == 0) continue;
+      bool const bounds = In(p.left[op]) != In(p.right[op]);
+      if (p.n[op] > 1 || p.mixed[op] || !bounds) own[op] = true;
+      // A lone source must have its operand's inside on its left: outer
+      // rings counter-clockwise, holes clockwise.
+      if (bOrientation && p.n[op] == 1 && bounds && !In(p.w[op] > 0 ? p.left[op] : p.right[op])) own[op] = true;
+      for (int node : {p.lo, p.hi}) {
+        ++degree[op][node];
+        if (owner[op][node] < 0) owner[op][node] = p.contour[op];
+        else if (owner[op][node] != p.contour[op]) own[op] = true;
+      }
     }
   }
-  for (int d : degree) rebuild = rebuild || (d != 0 && d != 2);
+  for (std::size_t i = 0; i < m_nodes.size(); ++i) {
+    for (int op = 0; op < 2; ++op) own[op] = own[op] || (degree[op][i] != 0 && degree[op][i] != 2);
+    meet = meet || (degree[0][i] != 0 && degree[1][i] != 0);
+  }
+  bool const clean = !own[0] && !own[1];
   CFlags f;
-  f.Set(0, anyBoth);
-  f.Set(1, rebuild);
+  // An operand to rebuild is never copied, so it counts as interacting.
+  f.Set(0, anyBoth || !clean);
+  f.Set(1, !clean || meet || m_cut);
   f.Set(2, m_cut);
-  f.Set(3, anyA && !anyAOnly);
-  f.Set(4, anyB && !anyBOnly);
+  f.Set(3, clean && anyA && !anyAOnly);
+  f.Set(4, clean && anyB && !anyBOnly);
   return f;
 }
 

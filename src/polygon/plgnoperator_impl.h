@@ -28,8 +28,10 @@ class CEngine {
 
   // Noding and classification; runs once, later calls return at once.
   void Analyse();
-  // The relation flags (runs Analyse when needed).
-  CFlags Flags();
+  // The relation flags (runs Analyse when needed). bOrientation: a contour
+  // running the wrong way counts as one to rebuild (the structure check of
+  // a single ring leaves it out).
+  CFlags Flags(bool bOrientation = true);
   // Selects, links and lays out the result of `op` into `out` (appended).
   void Build(COperation const& op, CStdPlgn& out);
 
@@ -43,10 +45,10 @@ class CEngine {
   struct CPiece {
     int lo;  // the node with the smaller (x, y)
     int hi;
-    int w[2];  // sum of source directions per operand, +1 for lo -> hi
-    int nSrc;
-    int contour;  // of the first source
-    bool mixed;   // sources from more than one contour
+    int w[2];        // sum of source directions per operand, +1 for lo -> hi
+    int n[2];        // sources per operand
+    int contour[2];  // of the first source per operand, -1 for none
+    bool mixed[2];   // sources from more than one contour of the operand
     bool classified;
     int left[2];   // winding of A and B on the left of lo -> hi
     int right[2];
@@ -62,6 +64,7 @@ class CEngine {
   ERule m_rule;
   bool m_analysed = false;
   bool m_defect = false;
+  bool m_defectOf[2] = {false, false};
   bool m_cheapDefect = false;
   bool m_cut = false;
   int m_nContours = 0;

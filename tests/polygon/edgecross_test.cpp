@@ -24,6 +24,7 @@ CEvents EventsOf(std::vector<Seg> const& segs) {
     Seg s = segs[i];
     if (s.q.x < s.p.x || (s.q.x == s.p.x && s.q.y < s.p.y)) std::swap(s.p, s.q);
     ev.Add(CEdge(i, {s.p, s.q}));
+    ev.AddX(s.q.x);
   }
   return ev;
 }
@@ -114,7 +115,7 @@ TEST(EdgeCross, CrossingBecomesALaterEvent) {
   CProbe probe(ev, t);
   probe.Run();
   EXPECT_EQ(ev.count(5.0), 1u);
-  EXPECT_EQ(ev.size(), 2u);
+  EXPECT_EQ(ev.size(), 3u);  // both begin at 0, end at 10, cross at 5
 }
 
 // Against every pair of a few hundred random segments: each clear crossing
