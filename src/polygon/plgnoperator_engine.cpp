@@ -76,6 +76,7 @@ void CEngine::AddContour(CPointD const* pts, std::size_t count, int tag) {
   int const base = static_cast<int>(m_nodes.size());
   int const contour = m_nContours++;
   m_nodes.insert(m_nodes.end(), pts, pts + n);
+  m_carrier.resize(m_nodes.size(), CCarrier{{0, 0}, {0, 0}, false});
   for (std::size_t i = 0; i < n; ++i) {
     m_segs.push_back({base + static_cast<int>(i), base + static_cast<int>((i + 1) % n), tag, contour});
   }
@@ -108,6 +109,24 @@ void CEngine::MergeNodes() {
       }
     }
   }
+  std::vector<char> refined(n, 0);
+  for (std::size_t i = 0; i < n; ++i) {
+    int const r = uf.Find(static_cast<int>(i));
+    if (r == static_cast<int>(i) || refined[r] || !m_carrier[r].computed || !m_carrier[i].computed) continue;
+    CCarrier const& a = m_carrier[r];
+    CCarrier const& b = m_carrier[i];
+    long double const d1x = static_cast<long double>(a.q.x) - a.p.x, d1y = static_cast<long double>(a.q.y) - a.p.y;
+    long double const d2x = static_cast<long double>(b.q.x) - b.p.x, d2y = static_cast<long double>(b.q.y) - b.p.y;
+    long double const den = d1x * d2y - d1y * d2x;
+    if (den == 0) continue;
+    long double const wx = static_cast<long double>(b.p.x) - a.p.x, wy = static_cast<long double>(b.p.y) - a.p.y;
+    long double const t = (wx * d2y - wy * d2x) / den;
+    CPointD const x{static_cast<double>(a.p.x + d1x * t), static_cast<double>(a.p.y + d1y * t)};
+    // Only a refinement: a crossing far from both cuts is not this one.
+    if (!(Dist(x, m_nodes[r]) < tol && Dist(x, m_nodes[i]) < tol)) continue;
+    m_nodes[r] = x;
+    refined[r] = 1;
+  }
   // Keep only nodes still in use, in index order, so originals stay first.
   std::vector<int> remap(n, -1);
   for (CSeg& s : m_segs) {
@@ -116,13 +135,17 @@ void CEngine::MergeNodes() {
     if (s.u != s.v) remap[s.u] = remap[s.v] = 0;
   }
   std::vector<CPointD> nodes;
+  std::vector<CCarrier> carrier;
   nodes.reserve(n);
+  carrier.reserve(n);
   for (std::size_t i = 0; i < n; ++i) {
     if (remap[i] < 0) continue;
     remap[i] = static_cast<int>(nodes.size());
     nodes.push_back(m_nodes[i]);
+    carrier.push_back(m_carrier[i]);
   }
   m_nodes.swap(nodes);
+  m_carrier.swap(carrier);
   std::vector<CSeg> segs;
   segs.reserve(m_segs.size());
   for (CSeg const& s : m_segs) {
@@ -177,6 +200,7 @@ bool CEngine::SplitPass() {
       if (Dist(p, last) < tol::kNodeMerge || Dist(p, end) < tol::kNodeMerge) continue;
       chain.push_back(static_cast<int>(m_nodes.size()));
       m_nodes.push_back(p);
+      m_carrier.push_back({beg, end, true});
       last = p;
       cut = true;
     }

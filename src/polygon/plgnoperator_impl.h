@@ -69,6 +69,14 @@ class CEngine {
   bool m_cut = false;
   int m_nContours = 0;
   std::vector<CPointD> m_nodes;
+  // For a node the sweep computed, the edge it was cut from: where two such
+  // nodes merge, the crossing is recomputed from both edges in extended
+  // precision, so near-parallel crossings land where they belong.
+  struct CCarrier {
+    CPointD p, q;
+    bool computed;
+  };
+  std::vector<CCarrier> m_carrier;
   std::vector<CSeg> m_segs;
   std::vector<CPiece> m_pieces;
 };
