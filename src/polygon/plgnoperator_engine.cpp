@@ -266,35 +266,58 @@ void CEngine::Classify() {
   auto byLoX = [this](int a, int b) { return m_nodes[m_pieces[a].lo].x < m_nodes[m_pieces[b].lo].x; };
   std::sort(slanted.begin(), slanted.end(), byLoX);
   std::sort(vertical.begin(), vertical.end(), byLoX);
+  // Heights at the slab's ends are exact at a piece's own end points, so two
+  // pieces leaving (or reaching) one node compare by where they go, however
+  // thin the slab: a midpoint abscissa could round onto the node itself.
   auto yAt = [this](int i, double x) {
     CPointD const& a = m_nodes[m_pieces[i].lo];
     CPointD const& b = m_nodes[m_pieces[i].hi];
+    if (x == a.x) return a.y;
+    if (x == b.x) return b.y;
     return a.y + (x - a.x) * (b.y - a.y) / (b.x - a.x);
   };
+  struct CActive {
+    double y0, y1, slope;
+    int idx;
+  };
+  auto below = [](CActive const& a, CActive const& b) {
+    double const sa = a.y0 + a.y1, sb = b.y0 + b.y1;
+    if (sa != sb) return sa < sb;
+    if (a.y0 == b.y0) return a.slope < b.slope;  // from one node: the flatter is lower
+    return a.slope > b.slope;                    // into one node: the steeper is lower
+  };
 
-  std::vector<std::pair<double, int>> active;
+  std::vector<CActive> active;
   std::vector<int> sumA, sumB;
   std::size_t is = 0, iv = 0;
   for (std::size_t i = 0; i < xs.size(); ++i) {
     double const x0 = xs[i];
     active.erase(std::remove_if(active.begin(), active.end(),
-                                [&](std::pair<double, int> const& e) { return m_nodes[m_pieces[e.second].hi].x <= x0; }),
+                                [&](CActive const& e) { return m_nodes[m_pieces[e.idx].hi].x <= x0; }),
                  active.end());
-    for (; is < slanted.size() && m_nodes[m_pieces[slanted[is]].lo].x == x0; ++is) active.push_back({0.0, slanted[is]});
+    for (; is < slanted.size() && m_nodes[m_pieces[slanted[is]].lo].x == x0; ++is) {
+      CPiece const& p = m_pieces[slanted[is]];
+      CPointD const& a = m_nodes[p.lo];
+      CPointD const& b = m_nodes[p.hi];
+      active.push_back({0.0, 0.0, (b.y - a.y) / (b.x - a.x), slanted[is]});
+    }
     sumA.assign(1, 0);
     sumB.assign(1, 0);
     if (i + 1 < xs.size()) {
-      double const xm = 0.5 * (x0 + xs[i + 1]);
-      for (auto& e : active) e.first = yAt(e.second, xm);
+      double const x1 = xs[i + 1];
+      for (auto& e : active) {
+        e.y0 = yAt(e.idx, x0);
+        e.y1 = yAt(e.idx, x1);
+      }
       for (std::size_t j = 1; j < active.size(); ++j) {
-        auto const e = active[j];
+        CActive const e = active[j];
         std::size_t k = j;
-        for (; k > 0 && e.first < active[k - 1].first; --k) active[k] = active[k - 1];
+        for (; k > 0 && below(e, active[k - 1]); --k) active[k] = active[k - 1];
         active[k] = e;
       }
       int wa = 0, wb = 0;
       for (auto const& e : active) {
-        CPiece& p = m_pieces[e.second];
+        CPiece& p = m_pieces[e.idx];
         if (!p.classified) {
           p.right[0] = wa;
           p.right[1] = wb;
@@ -314,9 +337,7 @@ void CEngine::Classify() {
     for (; iv < vertical.size() && m_nodes[m_pieces[vertical[iv]].lo].x == x0; ++iv) {
       CPiece& p = m_pieces[vertical[iv]];
       double const ymid = 0.5 * (m_nodes[p.lo].y + m_nodes[p.hi].y);
-      auto const pos = std::partition_point(active.begin(), active.end(), [&](std::pair<double, int> const& e) {
-        return yAt(e.second, x0) < ymid;
-      });
+      auto const pos = std::partition_point(active.begin(), active.end(), [&](CActive const& e) { return e.y0 < ymid; });
       std::size_t const k = static_cast<std::size_t>(pos - active.begin());
       std::size_t const kk = std::min(k, sumA.size() - 1);
       p.right[0] = sumA[kk];

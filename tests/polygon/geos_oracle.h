@@ -85,6 +85,25 @@ class CGeos {
     return Own(GEOSGeom_createCollection_r(m_h, GEOS_MULTIPOLYGON, polys.data(), static_cast<unsigned>(polys.size())));
   }
 
+  // The polygons of an overlay result, dropping the lines and points a
+  // collection may carry where boundaries only touch.
+  Geom Areal(GEOSGeometry const* g) const {
+    int const type = GEOSGeomTypeId_r(m_h, g);
+    if (type == GEOS_POLYGON || type == GEOS_MULTIPOLYGON) return Own(GEOSGeom_clone_r(m_h, g));
+    std::vector<GEOSGeometry*> polys;
+    for (int i = 0, n = GEOSGetNumGeometries_r(m_h, g); i < n; ++i) {
+      GEOSGeometry const* part = GEOSGetGeometryN_r(m_h, g, i);
+      int const t = GEOSGeomTypeId_r(m_h, part);
+      if (t == GEOS_POLYGON) {
+        polys.push_back(GEOSGeom_clone_r(m_h, part));
+      } else if (t == GEOS_MULTIPOLYGON) {
+        for (int k = 0, m = GEOSGetNumGeometries_r(m_h, part); k < m; ++k)
+          polys.push_back(GEOSGeom_clone_r(m_h, GEOSGetGeometryN_r(m_h, part, k)));
+      }
+    }
+    return Own(GEOSGeom_createCollection_r(m_h, GEOS_MULTIPOLYGON, polys.data(), static_cast<unsigned>(polys.size())));
+  }
+
   double Area(GEOSGeometry const* g) const {
     double a = 0;
     GEOSArea_r(m_h, g, &a);
