@@ -76,6 +76,8 @@ TEST(EdgeCross, SplitsWhereEdgesMeet) {
       {"end of a touching edge", {{{0, 0}, {10, 0}}, {{2, 5}, {4, 0}}}, {{0, {0.4}}, {1, {1.0}}}},
       {"collinear overlap", {{{0, 0}, {10, 0}}, {{5, 0}, {15, 0}}}, {{0, {0.5, 1.0}}, {1, {0.0, 0.5}}}},
       {"parallel", {{{0, 0}, {10, 0}}, {{0, 1}, {10, 1}}}, {}},
+      // The two long edges become neighbours only where the short one ends.
+      {"crossing behind a short edge", {{{0, 0}, {10, 10}}, {{0, 10}, {10, 0}}, {{0, 5}, {1, 5}}}, {{0, {0.5}}, {1, {0.5}}}},
       {"zero-length edge away", {{{0, 0}, {10, 0}}, {{3, 3}, {3, 3}}}, {}},
       // The vertical edge meets all three edges below its top, not only its
       // beam neighbours.
