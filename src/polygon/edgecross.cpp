@@ -71,7 +71,9 @@ void CScanBeam::Update(double x, std::list<CEdge>& incoming, bool bDropEnded) {
 
 using SEdge = sba_detail::CEdge;
 
-CEdgeCrossBase::CEdgeCrossBase(sba_detail::CEvents& events) : m_events(events) {}
+// Each event tests its beam neighbours, so the pairs grow with the events;
+// sizing the set up front saves the rehashing that would otherwise dominate.
+CEdgeCrossBase::CEdgeCrossBase(sba_detail::CEvents& events) : m_events(events) { m_tested.reserve(4 * events.size()); }
 
 void CEdgeCrossBase::AddEvent(SEdge const& e, double t) { m_events.AddX(e.beg().x + (e.end().x - e.beg().x) * t); }
 
