@@ -223,6 +223,40 @@ TEST(PlgnOperator, NormalisesSelfCrossingAndBadRings) {
   }
 }
 
+// Whatever comes in, every operation returns closed rings of finite points
+// and never throws for a valid operation value.
+TEST(PlgnOperator, HostileOperandsNeverCrash) {
+  double const nan = std::numeric_limits<double>::quiet_NaN();
+  double const inf = std::numeric_limits<double>::infinity();
+  CStdPlgn const cases[] = {
+      {Box(-1e300, -1e300, 1e300, 1e300)},
+      {Closed({{0, 0}, {nan, nan}, {1, 1}})},
+      {Closed({{0, 0}, {inf, 0}, {1, 1}})},
+      {Ring{{0, 0}, {1, 0}, {0, 0}}, Ring{}, Ring{{2, 2}}},
+      {Closed({{0, 0}, {1e-300, 0}, {1e-300, 1e-300}})},
+      {Closed({{0, 0}, {10, 0}, {0, 0}, {10, 0}, {0, 0}})},
+  };
+  CStdPlgn const other{Box(0, 0, 5, 5)};
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
+    for (bool swap : {false, true}) {
+      CPlgnOperator op(swap ? other : cases[i], swap ? cases[i] : other);
+      for (EPlgnOperation k : kOps) {
+        CStdPlgn r;
+        EXPECT_NO_THROW(r = op(k));
+        for (auto const& ring : r) {
+          ASSERT_GE(ring.size(), 4u);
+          EXPECT_TRUE(ring.front().x == ring.back().x && ring.front().y == ring.back().y);
+        }
+      }
+    }
+    EXPECT_NO_THROW(CPlgnOperator(cases[i], true)(Math::NormA));
+    for (auto const& ring : cases[i]) {
+      EXPECT_NO_THROW(Math::CPlgnStructure(ring.data(), static_cast<int>(ring.size())).CheckSelfCross());
+    }
+  }
+}
+
 TEST(PlgnStructure, ReportsSelfMeetings) {
   struct Case {
     char const* name;
