@@ -10,15 +10,20 @@
 //    from its first is closed by an implied edge; a contour with a NaN or
 //    infinite coordinate, or with fewer than two points, is left out.
 // 2. Noding. The crossing sweep (math/edgecross.h) cuts all edges at their
-//    meetings; cut points and vertices closer than 0.0005 (the sweep's touch
-//    threshold, absolute) become one node, an original vertex winning over
-//    a computed point. The sweep runs again over the pieces until a pass
+//    meetings; its queue holds every edge's begin and end abscissa. Cut
+//    points and vertices closer than 0.0005 (the sweep's touch threshold,
+//    absolute) become one node, an original vertex winning over a computed
+//    point; where two computed points of a crossing merge, the node is the
+//    crossing of the two edges recomputed in extended precision, so nearly
+//    parallel edges cross where they should. The sweep runs again over the pieces until a pass
 //    cuts nothing, at most 10 passes. Zero-length pieces vanish; pieces
 //    joining the same two nodes become one piece that remembers, per
 //    operand, the sum of its sources' directions (+1 running from the
 //    lower-left node to the upper-right one, -1 back).
 // 3. Classification. A sweep over the nodes' abscissae walks, in every
-//    slab between two of them, the pieces spanning it from the bottom up,
+//    slab between two of them, the pieces spanning it from the bottom up
+//    (ordered by their heights at the slab's two ends, ties by slope, so a
+//    slab thinner than rounding cannot swap two pieces leaving one node),
 //    summing those direction weights: that gives every piece the winding
 //    number of each operand on its two sides (a vertical piece reads the
 //    slab to its right). A side lies inside an operand when its winding is
@@ -42,11 +47,14 @@
 //    and a loop is cut off as soon as the walk revisits a node of its
 //    current path, so every loop is a simple ring; the walk goes on from
 //    the start until no unused piece leaves it. A path that runs into a
-//    dead end (only possible after rounding damage) is discarded.
+//    dead end is discarded: the kept pieces of every operation but NormA
+//    on two operands balance at every node, so only rounding damage (or
+//    that NormA) leaves one.
 // 7. Rings. Loops with the inside on the left are counter-clockwise
 //    (positive signed area, y up): outer contours. Clockwise loops are
 //    holes, each given to the smallest outer contour holding the midpoint
-//    of its first edge; a hole no outer contour holds is dropped. Every
+//    of its first edge; a hole no outer contour holds is dropped, and so is
+//    a loop whose area is zero or overflows. Every
 //    ring is closed (first point repeated) and starts at its least (x, y)
 //    vertex; the result lists outer contours by that start point, each
 //    followed by its holes in the same order. Rings never cross; they may
