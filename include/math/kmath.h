@@ -33,3 +33,5 @@
 #include <math/decisiontree.h>
 
 #include <math/debugdc.h>
+#include <math/edgecross.h>
+#include <math/plgnoperator.h>

@@ -25,6 +25,9 @@ inline constexpr double kDetEps = 1e-10;
 inline constexpr double kRelEps = 1e-8;
 // Grid of edge-touch distances in the crossing sweep.
 inline constexpr double kGrid = 0.001;
+// Half the grid: the sweep's touch distance. Polygon-operation nodes this
+// close are one node, so a touch that cut an edge leaves no gap.
+inline constexpr double kNodeMerge = 0.5 * kGrid;
 // Relative depth (of the coordinates' magnitude) by which a point must lie
 // inside the extreme points' quadrilateral before the hull may skip it: far
 // above rounding of the side tests, so only points the scan would drop anyway
