@@ -10,7 +10,6 @@
 
 namespace {
 
-using polyline_test::AllOnes;
 using polyline_test::kNaN;
 using polyline_test::Pts;
 using polyline_test::Same;
@@ -87,7 +86,7 @@ TEST(PolyOrthoDir, ShortPolylinesGiveTheirSegmentAndDegenerateOnesTheFailureValu
     if (c.ok)
       EXPECT_NEAR(a, c.angle, 1e-12);
     else
-      EXPECT_TRUE(AllOnes(a));
+      EXPECT_TRUE(kmath_test::IsBad(a));
   }
   double a = 0;
   EXPECT_FALSE(Math::PolyOrthoDir(nullptr, 5, a));
