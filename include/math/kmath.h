@@ -19,3 +19,6 @@
 #include <math/smoothing.h>
 
 #include <math/polygon.h>
+
+#include <math/egraph.h>
+#include <math/triangulator.h>

@@ -56,3 +56,15 @@ inline double BadValue() {
 }
 
 }  // namespace Math::tol
+
+namespace Math::tol {
+// Error bounds of the floating-point filters of the orientation and
+// in-circle predicates (relative to the sum of the magnitudes of their terms,
+// unit round-off 2^-53): a result beyond them has the right sign, anything
+// within is recomputed exactly.
+inline constexpr double kOrientFilter = (3.0 + 16.0 * 0x1p-53) * 0x1p-53;
+inline constexpr double kInCircleFilter = (10.0 + 96.0 * 0x1p-53) * 0x1p-53;
+// Largest coordinate magnitude the triangulator accepts: the in-circle
+// determinant has terms of degree four, which must stay finite.
+inline constexpr double kMaxTriangulatorCoord = 1e60;
+}  // namespace Math::tol
