@@ -22,3 +22,4 @@
 
 #include <math/egraph.h>
 #include <math/triangulator.h>
+#include <math/centerline.h>

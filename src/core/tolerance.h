@@ -68,3 +68,15 @@ inline constexpr double kInCircleFilter = (10.0 + 96.0 * 0x1p-53) * 0x1p-53;
 // determinant has terms of degree four, which must stay finite.
 inline constexpr double kMaxTriangulatorCoord = 1e60;
 }  // namespace Math::tol
+
+namespace Math::tol {
+// Voronoi sites are scaled to integers by a power of two that maps the
+// larger extent of the input onto at most this many units: well inside the
+// 32-bit range Boost.Polygon needs, with room for the clipping box.
+inline constexpr double kVoronoiUnits = 1073741824.0;  // 2^30
+// A Voronoi vertex closer to its sites than this many integer units lies on
+// the boundary (it is a vertex of the input, up to the construction's rounding).
+inline constexpr double kVoronoiOnSite = 1.0;
+// Parabolic Voronoi edges are sampled in at most this many pieces.
+inline constexpr int kMaxParabolaPieces = 4096;
+}  // namespace Math::tol
