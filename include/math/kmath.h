@@ -23,3 +23,4 @@
 #include <math/egraph.h>
 #include <math/triangulator.h>
 #include <math/centerline.h>
+#include <math/voronoigraph.h>

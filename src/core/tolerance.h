@@ -71,9 +71,9 @@ inline constexpr double kMaxTriangulatorCoord = 1e60;
 
 namespace Math::tol {
 // Voronoi sites are scaled to integers by a power of two that maps the
-// larger extent of the input onto at most this many units: well inside the
-// 32-bit range Boost.Polygon needs, with room for the clipping box.
-inline constexpr double kVoronoiUnits = 1073741824.0;  // 2^30
+// larger extent of the input onto fewer than this many units, centred on
+// zero: the 32-bit range Boost.Polygon takes, and no more.
+inline constexpr double kVoronoiUnits = 2147483648.0;  // 2^31
 // A Voronoi vertex closer to its sites than this many integer units lies on
 // the boundary (it is a vertex of the input, up to the construction's rounding).
 inline constexpr double kVoronoiOnSite = 1.0;

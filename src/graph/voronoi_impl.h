@@ -35,8 +35,8 @@ struct CScaling {
     origin = {0.5 * minX + 0.5 * maxX, 0.5 * minY + 0.5 * maxY};
     int e = 0;
     std::frexp(ext > 0.0 ? ext : 1.0, &e);  // ext < 2^e
-    // Half the units on each side of the centre.
-    scale = std::ldexp(tol::kVoronoiUnits, -e - 1);
+    // ext * scale < 2^31: within +-2^30 of the centre.
+    scale = std::ldexp(tol::kVoronoiUnits, -e);
     return std::isfinite(scale) && scale > 0.0;
   }
   CIntPoint ToInt(CPointD const& p) const {
