@@ -41,10 +41,12 @@ class KMATH_API CTriangulator {
   // each ring without its closing repeat (see Points()). Edges not forced by
   // a ring are flipped to the constrained Delaunay condition. Every ring must
   // be closed (last point equal to the first within 1e-12) with at least
-  // three distinct vertices and finite coordinates, and no two ring edges
-  // may cross or overlap (rings may touch at vertices); otherwise returns
-  // false and every result is empty. A vertex repeated within or across
-  // rings is merged with its first occurrence (counted in DuplicateCount).
+  // three distinct vertices and coordinates within 1e60, and no two ring
+  // edges may cross (rings may touch at vertices; a vertex on another edge
+  // splits it, and edges that overlap count once each, so an overlap held
+  // twice is outside); otherwise returns false and every result is empty.
+  // A vertex repeated within or across rings is merged with its first
+  // occurrence (counted in DuplicateCount), and triangles refer to that one.
   bool TriangulatePolygon(CStdPlgn const& plgn);
 
   // The points the indices refer to (a copy of the input, or the ring
@@ -53,8 +55,10 @@ class KMATH_API CTriangulator {
   // Three point indices per triangle, counter-clockwise (y up).
   std::vector<std::uint32_t> const& Triangles() const { return m_tri; }
   std::size_t TriangleCount() const { return m_tri.size() / 3; }
-  // The convex hull, counter-clockwise from its lowest-index extreme point
-  // as the sweep met it; collinear points on hull edges are included. Empty
+  // The convex hull, counter-clockwise (y up) from the point where the
+  // sweep ended; points on hull edges are included, so consecutive triples
+  // may be collinear. After a collinear input: the distinct points in
+  // lexicographic (x, then y) order, which runs along their line. Empty
   // after TriangulatePolygon.
   std::vector<std::uint32_t> const& Hull() const { return m_hull; }
   std::size_t SkippedCount() const { return m_skipped; }

@@ -1,6 +1,7 @@
 #include "graph/predicates_impl.h"
 
 #include <array>
+#include <utility>
 
 namespace Math::graph_detail {
 namespace {
@@ -48,21 +49,24 @@ struct Expansion {
 };
 
 // h = e + f; both operands non-overlapping, increasing. Components are
-// merged by magnitude, then carried upwards with exact two-sums. The caller
-// guarantees e.n + f.n <= N (a product's partial sums stay within 2AB).
+// taken in order of magnitude from both and carried upwards with exact
+// two-sums. The caller guarantees e.n + f.n <= N (a product's partial sums
+// stay within 2AB). Nothing is copied beyond the components in use: on
+// exactly representable differences the operands have one or two.
 template <int N, int A, int B>
 void Sum(Expansion<A> const& e, Expansion<B> const& f, Expansion<N>& h) {
   h.n = 0;
-  if (e.n + f.n == 0) return;
-  std::array<double, N> g{};
-  int i = 0, j = 0, k = 0;
-  while (i < e.n && j < f.n) g[k++] = std::abs(e.v[i]) < std::abs(f.v[j]) ? e.v[i++] : f.v[j++];
-  while (i < e.n) g[k++] = e.v[i++];
-  while (j < f.n) g[k++] = f.v[j++];
-  double q = g[0];
-  for (int m = 1; m < k; ++m) {
+  int const total = e.n + f.n;
+  if (total == 0) return;
+  int i = 0, j = 0;
+  auto const take = [&]() {
+    bool const fromE = j >= f.n || (i < e.n && std::abs(e.v[i]) < std::abs(f.v[j]));
+    return fromE ? e.v[i++] : f.v[j++];
+  };
+  double q = take();
+  for (int m = 1; m < total; ++m) {
     double qn, hh;
-    TwoSum(q, g[m], qn, hh);
+    TwoSum(q, take(), qn, hh);
     if (hh != 0.0) h.v[h.n++] = hh;
     q = qn;
   }
@@ -89,17 +93,25 @@ void Scale(Expansion<A> const& e, double b, Expansion<N>& h) {
   if (q != 0.0 || h.n == 0) h.v[h.n++] = q;
 }
 
-// h = e * f, summing e scaled by each component of f.
+// h = e * f, summing e scaled by each component of f; the running sum
+// alternates between h and one scratch buffer instead of being copied.
 template <int N, int A, int B>
 void Mul(Expansion<A> const& e, Expansion<B> const& f, Expansion<N>& h) {
   static_assert(N >= 2 * A * B, "product does not fit");
-  h.n = 0;
-  Expansion<N> acc;
+  Expansion<N> scratch;
+  Expansion<N>* cur = (f.n % 2 == 0) ? &h : &scratch;
+  Expansion<N>* other = cur == &h ? &scratch : &h;
+  cur->n = 0;
   Expansion<2 * A> part;
   for (int j = 0; j < f.n; ++j) {
     Scale(e, f.v[j], part);
-    acc = h;
-    Sum(acc, part, h);
+    Sum(*cur, part, *other);
+    std::swap(cur, other);
+  }
+  // f.n sums leave the result where it started only for an even count.
+  if (cur != &h) {
+    h.n = cur->n;
+    for (int k = 0; k < cur->n; ++k) h.v[k] = cur->v[k];
   }
 }
 

@@ -61,7 +61,7 @@ class CMesh {
   std::vector<std::uint8_t> mark;  // constraint bits per half-edge: 1 parity, 2 fixed
   std::vector<std::uint32_t> hullNext, hullPrev, hullTri;
   std::uint32_t hullStart = kNone;
-  std::vector<std::uint32_t> order;  // usable distinct points by the sweep, for collinear input
+  std::vector<std::uint32_t> order;  // the hull, or the distinct points of collinear input along their line
   std::vector<std::uint32_t> rep;    // per point: itself, the point it duplicates, or kNone
   std::vector<std::uint32_t> vout;   // per point: a half-edge leaving it (constrained mode)
   std::size_t skipped = 0, duplicates = 0;
@@ -125,6 +125,11 @@ class CMesh {
   void InsertInside(std::uint32_t i);
 
   std::vector<CPointD> const& m_p;
+  // The sweep works on the points in its own order (m_w[k] is the k-th
+  // point swept, m_ord[k] its index in m_p): the advancing front then
+  // touches recently written memory, not points scattered over the input.
+  std::vector<CPointD> m_w;
+  std::vector<std::uint32_t> m_ord;
   std::vector<std::uint32_t> m_hash;
   std::vector<std::uint32_t> m_stack;
   CPointD m_c{0, 0};
@@ -151,7 +156,7 @@ std::uint32_t CMesh::Legalize(std::uint32_t a) {
     std::uint32_t const al = a0 + (a + 1) % 3;
     std::uint32_t const bl = b0 + (b + 2) % 3;
     std::uint32_t const p0 = tri[ar], pr = tri[a], pl = tri[al], p1 = tri[bl];
-    if (InCircle(m_p[p0], m_p[pr], m_p[pl], m_p[p1]) > 0) {
+    if (InCircle(m_w[p0], m_w[pr], m_w[pl], m_w[p1]) > 0) {
       tri[a] = p1;
       tri[b] = p0;
       std::uint32_t const hbl = adj[bl];
@@ -175,7 +180,7 @@ std::uint32_t CMesh::Legalize(std::uint32_t a) {
 // current hull (the distance order is only nearly exact). Find its triangle
 // by a visibility walk and split it there.
 void CMesh::InsertInside(std::uint32_t i) {
-  CPointD const& p = m_p[i];
+  CPointD const& p = m_w[i];
   std::uint32_t const nt = static_cast<std::uint32_t>(tri.size() / 3);
   std::uint32_t t = hullTri[hullStart] / 3;
   std::uint32_t salt = i;
@@ -186,7 +191,7 @@ void CMesh::InsertInside(std::uint32_t i) {
     std::uint32_t const r = (salt >> 16) % 3;
     for (std::uint32_t k = 0; k < 3 && !moved; ++k) {
       std::uint32_t const e = 3 * t + (k + r) % 3;
-      if (Orient(m_p[tri[e]], m_p[tri[Next(e)]], p) < 0) {
+      if (Orient(m_w[tri[e]], m_w[tri[Next(e)]], p) < 0) {
         if (adj[e] == kNone) return;  // outside after all; cannot happen with exact signs
         t = adj[e] / 3;
         moved = true;
@@ -197,12 +202,12 @@ void CMesh::InsertInside(std::uint32_t i) {
   }
   std::uint32_t const e0 = 3 * t, e1 = e0 + 1, e2 = e0 + 2;
   std::uint32_t const va = tri[e0], vb = tri[e1], vc = tri[e2];
-  int const o0 = Orient(m_p[va], m_p[vb], p), o1 = Orient(m_p[vb], m_p[vc], p), o2 = Orient(m_p[vc], m_p[va], p);
+  int const o0 = Orient(m_w[va], m_w[vb], p), o1 = Orient(m_w[vb], m_w[vc], p), o2 = Orient(m_w[vc], m_w[va], p);
   int const zeros = (o0 == 0) + (o1 == 0) + (o2 == 0);
   if (zeros >= 2) {
     // On a vertex: a duplicate the sort did not put next to its twin.
     ++duplicates;
-    rep[i] = Same(p, m_p[va]) ? va : Same(p, m_p[vb]) ? vb : vc;
+    rep[m_ord[i]] = m_ord[Same(p, m_w[va]) ? va : Same(p, m_w[vb]) ? vb : vc];
     return;
   }
   if (zeros == 0) {
@@ -348,40 +353,52 @@ bool CMesh::Build() {
   });
 
   std::size_t const m = keys.size();
+  m_w.resize(m);
+  m_ord.resize(m);
+  std::uint32_t r0 = kNone, r1 = kNone, r2 = kNone;
+  for (std::size_t k = 0; k < m; ++k) {
+    std::uint32_t const i = keys[k].i;
+    m_w[k] = m_p[i];
+    m_ord[k] = i;
+    if (i == i0) r0 = static_cast<std::uint32_t>(k);
+    if (i == i1) r1 = static_cast<std::uint32_t>(k);
+    if (i == i2) r2 = static_cast<std::uint32_t>(k);
+  }
+  std::vector<Key>().swap(keys);
   tri.reserve(6 * m);
   adj.reserve(6 * m);
-  hullNext.assign(n, kNone);
-  hullPrev.assign(n, kNone);
-  hullTri.assign(n, kNone);
+  hullNext.assign(m, kNone);
+  hullPrev.assign(m, kNone);
+  hullTri.assign(m, kNone);
   std::size_t hashSize = 1;
   while (hashSize * hashSize < m) hashSize *= 2;
   m_hash.assign(hashSize, kNone);
 
-  hullStart = i0;
-  hullNext[i0] = i1, hullPrev[i2] = i1;
-  hullNext[i1] = i2, hullPrev[i0] = i2;
-  hullNext[i2] = i0, hullPrev[i1] = i0;
-  hullTri[i0] = 0, hullTri[i1] = 1, hullTri[i2] = 2;
-  m_hash[HashKey(m_p[i0])] = i0;
-  m_hash[HashKey(m_p[i1])] = i1;
-  m_hash[HashKey(m_p[i2])] = i2;
-  AddTri(i0, i1, i2, kNone, kNone, kNone);
+  hullStart = r0;
+  hullNext[r0] = r1, hullPrev[r2] = r1;
+  hullNext[r1] = r2, hullPrev[r0] = r2;
+  hullNext[r2] = r0, hullPrev[r1] = r0;
+  hullTri[r0] = 0, hullTri[r1] = 1, hullTri[r2] = 2;
+  m_hash[HashKey(m_w[r0])] = r0;
+  m_hash[HashKey(m_w[r1])] = r1;
+  m_hash[HashKey(m_w[r2])] = r2;
+  AddTri(r0, r1, r2, kNone, kNone, kNone);
   rep[i0] = i0, rep[i1] = i1, rep[i2] = i2;
 
   std::uint32_t prev = kNone;
-  for (Key const& k : keys) {
-    std::uint32_t const i = k.i;
-    if (i == i0 || i == i1 || i == i2) continue;
-    CPointD const& p = m_p[i];
-    if (prev != kNone && Same(p, m_p[prev])) {
-      rep[i] = rep[prev];
+  for (std::uint32_t i = 0; i < m; ++i) {
+    if (i == r0 || i == r1 || i == r2) continue;
+    std::uint32_t const orig = m_ord[i];
+    CPointD const& p = m_w[i];
+    if (prev != kNone && Same(p, m_w[prev])) {
+      rep[orig] = rep[m_ord[prev]];
       ++duplicates;
       continue;
     }
     prev = i;
-    rep[i] = i;
-    if (Same(p, m_p[i0]) || Same(p, m_p[i1]) || Same(p, m_p[i2])) {
-      rep[i] = Same(p, m_p[i0]) ? i0 : Same(p, m_p[i1]) ? i1 : i2;
+    rep[orig] = orig;
+    if (Same(p, m_w[r0]) || Same(p, m_w[r1]) || Same(p, m_w[r2])) {
+      rep[orig] = Same(p, m_w[r0]) ? i0 : Same(p, m_w[r1]) ? i1 : i2;
       ++duplicates;
       continue;
     }
@@ -390,12 +407,12 @@ bool CMesh::Build() {
     std::uint32_t start = 0;
     std::uint32_t const key = HashKey(p);
     for (std::size_t j = 0; j < hashSize; ++j) {
-      start = m_hash[(key + j) % hashSize];
+      start = m_hash[(key + j) & (hashSize - 1)];
       if (start != kNone && start != hullNext[start]) break;
     }
     start = hullPrev[start];
     std::uint32_t e = start, q;
-    while (q = hullNext[e], Orient(m_p[e], m_p[q], p) >= 0) {
+    while (q = hullNext[e], Orient(m_w[e], m_w[q], p) >= 0) {
       e = q;
       if (e == start) {
         e = kNone;
@@ -411,14 +428,14 @@ bool CMesh::Build() {
     hullTri[i] = Legalize(t + 2);
     hullTri[e] = t;
     std::uint32_t nx = hullNext[e];
-    while (q = hullNext[nx], Orient(m_p[nx], m_p[q], p) < 0) {
+    while (q = hullNext[nx], Orient(m_w[nx], m_w[q], p) < 0) {
       t = AddTri(nx, i, q, hullTri[i], kNone, hullTri[nx]);
       hullTri[i] = Legalize(t + 2);
       hullNext[nx] = nx;  // removed from the hull
       nx = q;
     }
     if (e == start) {
-      while (q = hullPrev[e], Orient(m_p[q], m_p[e], p) < 0) {
+      while (q = hullPrev[e], Orient(m_w[q], m_w[e], p) < 0) {
         t = AddTri(q, i, e, kNone, hullTri[e], hullTri[q]);
         Legalize(t + 2);
         hullTri[q] = t;
@@ -430,8 +447,21 @@ bool CMesh::Build() {
     hullNext[e] = hullPrev[nx] = i;
     hullNext[i] = nx;
     m_hash[HashKey(p)] = i;
-    m_hash[HashKey(m_p[e])] = e;
+    m_hash[HashKey(m_w[e])] = e;
   }
+
+  // Back to the caller's numbering.
+  for (std::uint32_t& v : tri) v = m_ord[v];
+  std::uint32_t e = hullStart;
+  do {
+    order.push_back(m_ord[e]);
+    e = hullNext[e];
+  } while (e != hullStart);
+  std::vector<std::uint32_t>().swap(hullNext);
+  std::vector<std::uint32_t>().swap(hullPrev);
+  std::vector<std::uint32_t>().swap(hullTri);
+  std::vector<CPointD>().swap(m_w);
+  std::vector<std::uint32_t>().swap(m_ord);
   return true;
 }
 
@@ -620,11 +650,7 @@ bool CTriangulator::Triangulate(std::vector<CPointD> const& pts) {
   }
   std::vector<std::uint32_t>().swap(mesh.adj);
   m_tri = std::move(mesh.tri);
-  std::uint32_t e = mesh.hullStart;
-  do {
-    m_hull.push_back(e);
-    e = mesh.hullNext[e];
-  } while (e != mesh.hullStart);
+  m_hull = std::move(mesh.order);
   return true;
 }
 

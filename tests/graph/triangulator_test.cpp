@@ -69,6 +69,32 @@ int UniqueMismatches(std::vector<CPointD> const& p, std::vector<std::uint32_t> c
   return bad;
 }
 
+// Orientation and in-circle signs on the classic near-degenerate grids
+// (points a few ulps off a line or circle), against CGAL's exact kernel.
+TEST(Predicates, AgreeWithCgalNearDegeneracy) {
+  using K = CGAL::Exact_predicates_inexact_constructions_kernel;
+  int disagree = 0, zeros = 0;
+  for (int i = 0; i < 64; ++i) {
+    for (int j = 0; j < 64; ++j) {
+      CPointD const p{std::nextafter(0.5, 1.0) + i * std::ldexp(1.0, -53), 0.5 + j * std::ldexp(1.0, -53)};
+      CPointD const q{12.0, 12.0}, r{24.0, 24.0};
+      int const o = Math::graph_detail::Orient(p, q, r);
+      zeros += o == 0;
+      disagree += o != static_cast<int>(CGAL::orientation(K::Point_2(p.x, p.y), K::Point_2(q.x, q.y), K::Point_2(r.x, r.y)));
+      // Three points of the unit circle scaled by 1e3 and a fourth nudged
+      // around (1e3, 0).
+      CPointD const a{-1e3, 0}, b{0, -1e3}, c{0.6e3, 0.8e3};
+      CPointD const d{1e3 + (i - 32) * std::ldexp(1.0, -43), (j - 32) * std::ldexp(1.0, -43)};
+      int const ic = Math::graph_detail::InCircle(a, b, c, d);
+      int const want = static_cast<int>(CGAL::side_of_oriented_circle(K::Point_2(a.x, a.y), K::Point_2(b.x, b.y),
+                                                                       K::Point_2(c.x, c.y), K::Point_2(d.x, d.y)));
+      disagree += ic != want;
+    }
+  }
+  EXPECT_EQ(disagree, 0);
+  EXPECT_GT(zeros, 0);
+}
+
 std::set<Tri> CgalTriangles(std::vector<CPointD> const& pts) {
   using K = CGAL::Exact_predicates_inexact_constructions_kernel;
   using Vb = CGAL::Triangulation_vertex_base_with_info_2<std::uint32_t, K>;
@@ -247,6 +273,8 @@ TEST(TriangulatePolygon, KeepsRingsFillsEvenOddAndRejectsBadRings) {
       {"island in the hole, rings in any orientation", CStdPlgn({outer, hole, island}), 100 - 16 + 4, 10},
       {"concave comb", CStdPlgn({comb}), 45 - 8 - 8, 10},
       {"vertex on a straight run", CStdPlgn({collinearEdge}), 16, 3},
+      {"two squares sharing a side: it is held twice, so both are inside",
+       CStdPlgn({Ring{{0, 0}, {2, 0}, {2, 2}, {0, 2}, {0, 0}}, Ring{{2, 0}, {4, 0}, {4, 2}, {2, 2}, {2, 0}}}), 8, 4},
   };
   for (Case const& c : cases) {
     SCOPED_TRACE(c.name);
