@@ -338,18 +338,20 @@ bool CMesh::Build() {
 
   // Order by distance from the seed circle's centre; equal points become
   // neighbours through the coordinate tie-break, the first index leading.
+  // The coordinates travel with the keys: ties (common on grids) compare
+  // them without a trip to the input.
   struct Key {
     double d;
+    CPointD p;
     std::uint32_t i;
   };
   std::vector<Key> keys;
   keys.reserve(ids.size());
-  for (std::uint32_t i : ids) keys.push_back({Dist2(m_p[i], m_c), i});
+  for (std::uint32_t i : ids) keys.push_back({Dist2(m_p[i], m_c), m_p[i], i});
   std::vector<std::uint32_t>().swap(ids);
-  std::sort(keys.begin(), keys.end(), [this](Key const& a, Key const& b) {
+  std::sort(keys.begin(), keys.end(), [](Key const& a, Key const& b) {
     if (a.d != b.d) return a.d < b.d;
-    CPointD const &p = m_p[a.i], &q = m_p[b.i];
-    return p.x != q.x ? p.x < q.x : p.y != q.y ? p.y < q.y : a.i < b.i;
+    return a.p.x != b.p.x ? a.p.x < b.p.x : a.p.y != b.p.y ? a.p.y < b.p.y : a.i < b.i;
   });
 
   std::size_t const m = keys.size();
@@ -358,7 +360,7 @@ bool CMesh::Build() {
   std::uint32_t r0 = kNone, r1 = kNone, r2 = kNone;
   for (std::size_t k = 0; k < m; ++k) {
     std::uint32_t const i = keys[k].i;
-    m_w[k] = m_p[i];
+    m_w[k] = keys[k].p;
     m_ord[k] = i;
     if (i == i0) r0 = static_cast<std::uint32_t>(k);
     if (i == i1) r1 = static_cast<std::uint32_t>(k);
