@@ -332,8 +332,8 @@ bool CenterLines(CStdPlgn const& plgn, double dPrune, double dTolerance, std::ve
     ++ax.nodes[arc.v].alive;
     ax.arcs.push_back(std::move(arc));
   }
-  // Arcs that end on the outline reach into its corners: a junction's
-  // inscribed circle touches them, so pruning weighs them by that radius.
+  // A branch that only runs from a junction into the edge of its inscribed
+  // circle adds nothing to the shape: weigh branches by what reaches beyond.
   ax.Prune(prune);
 
   std::vector<std::vector<CPointD>> raw;
