@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <unordered_map>
 #include <vector>
@@ -50,7 +51,9 @@ class SegmentIndex {
 
  private:
   long Cell(double v) const { return static_cast<long>(std::floor(v / m_cell)); }
-  static long long Key(long x, long y) { return (static_cast<long long>(x) << 32) ^ static_cast<long long>(y & 0xFFFFFFFF); }
+  static unsigned long long Key(long x, long y) {
+    return static_cast<unsigned long long>(static_cast<std::uint32_t>(x)) << 32 | static_cast<std::uint32_t>(y);
+  }
   static double SegDist(CPointD const& p, CPointD const& a, CPointD const& b) {
     CPointD const d = b - a, v = p - a;
     double const l2 = d.x * d.x + d.y * d.y;
@@ -60,7 +63,7 @@ class SegmentIndex {
   }
   double m_cell;
   std::vector<std::pair<CPointD, CPointD>> m_segs;
-  std::unordered_map<long long, std::vector<std::size_t>> m_grid;
+  std::unordered_map<unsigned long long, std::vector<std::size_t>> m_grid;
 };
 
 struct CenterlineFigures {
