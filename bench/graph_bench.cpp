@@ -3,7 +3,11 @@
 // Delaunay_triangulation_2 (range insert) and GEOS's Delaunay
 // triangulation. Each run reports its peak heap use (bytes per point) from
 // the counting allocator below, so memory is compared in the same run.
+// Also the Voronoi graph of uniform points and the centre lines of a whole
+// traced drawing.
+#include <math/centerline.h>
 #include <math/triangulator.h>
+#include <math/voronoigraph.h>
 
 #include <benchmark/benchmark.h>
 
@@ -152,6 +156,38 @@ void BM_GeosDelaunay(benchmark::State& state, Kind kind) {
   GEOS_finish_r(h);
 }
 #endif
+
+// Centre lines of every stroke of a traced drawing (199 rings, 55 thousand
+// pixel-corner vertices).
+void BM_CenterLines(benchmark::State& state) {
+  static CStdPlgn const plg = [] {
+    CStdPlgn p;
+    for (auto& r : kmath_test::LoadPolylines("ccitt2_crack.xy")) p.emplace_back(r);
+    return p;
+  }();
+  std::size_t n = 0;
+  for (auto const& r : plg) n += r.size();
+  for (auto _ : state) {
+    std::vector<Math::CCenterLine> lines;
+    Math::CenterLines(plg, 4.0, 0.5, lines, true);
+    benchmark::DoNotOptimize(lines.data());
+  }
+  kmath_bench::SetCounts(state, n);
+}
+BENCHMARK(BM_CenterLines)->Unit(benchmark::kMillisecond);
+
+// The Voronoi diagram of uniform points as a graph cut to their box.
+void BM_VoronoiGraph(benchmark::State& state) {
+  auto const n = static_cast<std::size_t>(state.range(0));
+  std::vector<CPointD> const pts = Points(kUniform, n);
+  for (auto _ : state) {
+    Math::Voronoi::CVoronoiGraph vg;
+    vg.Build(pts, {}, {-1e4, -1e4, 1.01e6, 1.01e6}, 1.0);
+    benchmark::DoNotOptimize(vg.Graph().num_edges());
+  }
+  kmath_bench::SetCounts(state, n);
+}
+BENCHMARK(BM_VoronoiGraph)->RangeMultiplier(10)->Range(1000, 100000)->Unit(benchmark::kMillisecond);
 
 void Sizes(benchmark::internal::Benchmark* b) {
   b->RangeMultiplier(10)->Range(1000, 1000000)->Unit(benchmark::kMillisecond);
