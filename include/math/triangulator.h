@@ -32,7 +32,8 @@ class KMATH_API CTriangulator {
   // triangle was made; with fewer than three distinct usable points, or all
   // of them collinear, returns false with no triangles, and Hull() lists the
   // usable distinct points along their line (the graph is then a path).
-  // Runs in O(n log n) expected time and linear memory.
+  // More than 2^29 points: false and nothing done. Runs in O(n log n)
+  // expected time and about 100 bytes per point at its peak.
   bool Triangulate(std::vector<CPointD> const& pts);
 
   // Constrained triangulation of a polygon with holes under the even-odd
@@ -47,6 +48,7 @@ class KMATH_API CTriangulator {
   // twice is outside); otherwise returns false and every result is empty.
   // A vertex repeated within or across rings is merged with its first
   // occurrence (counted in DuplicateCount), and triangles refer to that one.
+  // More than 2^29 vertices in all: false.
   bool TriangulatePolygon(CStdPlgn const& plgn);
 
   // The points the indices refer to (a copy of the input, or the ring

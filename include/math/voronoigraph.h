@@ -44,7 +44,8 @@ class KMATH_API CVoronoiGraph {
   // not cross one another except at shared end points (Boost.Polygon's
   // requirement; a zero-length segment counts as a point). Returns false,
   // with an empty graph, for no sites, a NaN or infinite coordinate, or an
-  // empty or non-finite box.
+  // empty box, or one too large to scale with the sites (beyond the double
+  // range once scaled).
   bool Build(std::vector<CPointD> const& points, std::vector<CEdge> const& segments, CRectD const& box,
              double dChordTol);
 

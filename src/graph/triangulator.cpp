@@ -640,7 +640,7 @@ void CTriangulator::Clear() {
 
 bool CTriangulator::Triangulate(std::vector<CPointD> const& pts) {
   Clear();
-  if (pts.size() >= std::size_t{kNone} / 8) return false;
+  if (pts.size() > (std::size_t{1} << 29)) return false;
   m_pts = pts;
   CMesh mesh(m_pts);
   bool const ok = mesh.Build();
@@ -673,7 +673,7 @@ bool CTriangulator::TriangulatePolygon(CStdPlgn const& plgn) {
       m_pts.push_back(ring[k]);
       edges.emplace_back(base + static_cast<std::uint32_t>(k), base + static_cast<std::uint32_t>((k + 1) % n));
     }
-    if (m_pts.size() >= std::size_t{kNone} / 8) {
+    if (m_pts.size() > (std::size_t{1} << 29)) {
       Clear();
       return false;
     }

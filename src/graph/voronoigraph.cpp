@@ -110,6 +110,7 @@ bool CVoronoiGraph::Build(std::vector<CPointD> const& points, std::vector<CEdge>
   double const x0 = (box.left - sc.origin.x) * sc.scale, x1 = (box.right - sc.origin.x) * sc.scale;
   double const y0 = (box.top - sc.origin.y) * sc.scale, y1 = (box.bottom - sc.origin.y) * sc.scale;
   double const w = x1 - x0, h = y1 - y0;
+  if (!std::isfinite(w) || !std::isfinite(h)) return false;
   double const reach = 4.0 * (std::hypot(w, h) + std::hypot(0.5 * (x0 + x1), 0.5 * (y0 + y1)) + tol::kVoronoiUnits);
 
   std::vector<CPointD> pos;
