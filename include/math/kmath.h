@@ -35,3 +35,7 @@
 #include <math/debugdc.h>
 #include <math/edgecross.h>
 #include <math/plgnoperator.h>
+#include <math/egraph.h>
+#include <math/triangulator.h>
+#include <math/centerline.h>
+#include <math/voronoigraph.h>

@@ -126,3 +126,27 @@ inline double BadValue() {
 }
 
 }  // namespace Math::tol
+
+namespace Math::tol {
+// Error bounds of the floating-point filters of the orientation and
+// in-circle predicates (relative to the sum of the magnitudes of their terms,
+// unit round-off 2^-53): a result beyond them has the right sign, anything
+// within is recomputed exactly.
+inline constexpr double kOrientFilter = (3.0 + 16.0 * 0x1p-53) * 0x1p-53;
+inline constexpr double kInCircleFilter = (10.0 + 96.0 * 0x1p-53) * 0x1p-53;
+// Largest coordinate magnitude the triangulator accepts: the in-circle
+// determinant has terms of degree four, which must stay finite.
+inline constexpr double kMaxTriangulatorCoord = 1e60;
+}  // namespace Math::tol
+
+namespace Math::tol {
+// Voronoi sites are scaled to integers by a power of two that maps the
+// larger extent of the input onto fewer than this many units, centred on
+// zero: the 32-bit range Boost.Polygon takes, and no more.
+inline constexpr double kVoronoiUnits = 2147483648.0;  // 2^31
+// A Voronoi vertex closer to its sites than this many integer units lies on
+// the boundary (it is a vertex of the input, up to the construction's rounding).
+inline constexpr double kVoronoiOnSite = 1.0;
+// Parabolic Voronoi edges are sampled in at most this many pieces.
+inline constexpr int kMaxParabolaPieces = 4096;
+}  // namespace Math::tol
