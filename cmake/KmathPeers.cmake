@@ -38,3 +38,13 @@ endif()
 if(KMATH_HAVE_OPENCV)
   add_library(kmath_peer::opencv ALIAS kmath_peer_opencv)
 endif()
+
+# CGAL (header-only in Debian's libcgal-dev) as the Delaunay oracle and
+# baseline of the graph family.
+find_package(CGAL QUIET)
+if(CGAL_FOUND)
+  add_library(kmath_peer_cgal INTERFACE IMPORTED)
+  target_link_libraries(kmath_peer_cgal INTERFACE CGAL::CGAL)
+  add_library(kmath_peer::cgal ALIAS kmath_peer_cgal)
+  set(KMATH_HAVE_CGAL ON)
+endif()

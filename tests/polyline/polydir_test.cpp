@@ -362,15 +362,15 @@ TEST(PolyDirections, BadInputGivesTheFailureValue) {
     SCOPED_TRACE(c.name);
     CPointD const* p = c.null ? nullptr : c.poly.data();
     auto const n = static_cast<unsigned>(c.poly.size());
-    EXPECT_TRUE(AllOnes(Math::PolyBaseDir(p, n, c.d)));
+    EXPECT_TRUE(kmath_test::IsBad(Math::PolyBaseDir(p, n, c.d)));
     auto out = sentinel;
     Math::PolyDirClusters(p, n, out, c.d);
     ASSERT_EQ(out.size(), 1u);
     EXPECT_EQ(out[0].second, 7.0);
   }
   // A right angle is the widest resolution modulo 90 degrees.
-  EXPECT_FALSE(AllOnes(Math::PolyBaseDir(sq.data(), 5, 0.25 * kPi)));
-  EXPECT_TRUE(AllOnes(Math::PolyBaseDir(sq.data(), 5, 0.25 * kPi + 1e-9)));
+  EXPECT_FALSE(kmath_test::IsBad(Math::PolyBaseDir(sq.data(), 5, 0.25 * kPi)));
+  EXPECT_TRUE(kmath_test::IsBad(Math::PolyBaseDir(sq.data(), 5, 0.25 * kPi + 1e-9)));
 }
 
 // ---- distance profile ----
@@ -394,7 +394,7 @@ TEST(PolyDistances, ClosedFormsAndSides) {
     EXPECT_NEAR(d[i].x, want[i].pos, 1e-12);
     EXPECT_NEAR(d[i].y, want[i].dist, 1e-12);
   }
-  EXPECT_TRUE(AllOnes(d[6].x) && AllOnes(d[6].y));
+  EXPECT_TRUE(kmath_test::IsBad(d[6].x) && kmath_test::IsBad(d[6].y));
   // Equally near segments: the earliest along b wins.
   Pts const hairpin = {{0, 0}, {10, 0}, {10, 2}, {0, 2}};
   auto const h = Math::PolyDistances({{5, 1}}, hairpin);
