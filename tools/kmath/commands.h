@@ -13,7 +13,7 @@ namespace kmath_tool {
 
 using Runner = std::function<int()>;
 
-// simplify, smooth, densify, hull, circle, measure
+// simplify, smooth, densify, hull, circle, measure, square, minrect, rect
 void AddShapeCommands(CLI::App& app, Runner& run);
 // clip, split
 void AddPolygonCommands(CLI::App& app, Runner& run);
@@ -25,5 +25,9 @@ void AddRasterCommands(CLI::App& app, Runner& run);
 void AddRenderCommands(CLI::App& app, Runner& run);
 // match
 void AddMatchCommands(CLI::App& app, Runner& run);
+// overlay, dissolve
+void AddOverlayCommands(CLI::App& app, Runner& run);
+// triangulate, voronoi, centerlines
+void AddGraphCommands(CLI::App& app, Runner& run);
 
 }  // namespace kmath_tool

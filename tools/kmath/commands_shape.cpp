@@ -252,9 +252,125 @@ void AddMeasure(CLI::App& app, Runner& run) {
   });
 }
 
+Geometry RectanglePolygon(Math::CRectangle const& r) {
+  Geometry out;
+  out.kind = GeomKind::Polygon;
+  if (!r.IsValid()) return out;
+  CPointD const c = r.Center();
+  double const a = r.Angle();
+  CPointD const u{std::cos(a) * r.Width() / 2, std::sin(a) * r.Width() / 2};
+  CPointD const v{-std::sin(a) * r.Height() / 2, std::cos(a) * r.Height() / 2};
+  out.parts.push_back({Ring{c - u - v, c + u - v, c + u + v, c - u + v, c - u - v}});
+  return out;
+}
+
+std::vector<FieldSpec> RectangleFields() {
+  return {{"kmath_width", OFTReal}, {"kmath_height", OFTReal}, {"kmath_angle", OFTReal}};
+}
+
+FeatureResult RectangleResult(Math::CRectangle const& r) {
+  Geometry g = RectanglePolygon(r);
+  if (g.parts.empty()) return FeatureResult::Error("no rectangle (fewer than two distinct points)");
+  double const a = r.Angle() * 180.0 / 3.14159265358979323846;
+  return FeatureResult::One(std::move(g), {r.Width(), r.Height(), a});
+}
+
+void AddSquare(CLI::App& app, Runner& run) {
+  struct Opts {
+    CommonOptions common;
+    double tolerance = 0, minSide = 1.5, ratio = 0.3;
+    bool once = false;
+  };
+  auto o = std::make_shared<Opts>();
+  CLI::App* cmd = app.add_subcommand("square", "Square right-angled polygons (building footprints, parcels)");
+  cmd->footer(
+      "Example: kmath square buildings.gpkg squared.gpkg --min-side 0.5 --tolerance 0.3\n"
+      "A ring is replaced only when its squared outline stays within the deviation bound\n"
+      "min-side * ratio / (1 - ratio) (RMS, map units); kmath_squared says which rings were.");
+  AddCommonOptions(*cmd, o->common);
+  cmd->add_option("-t,--tolerance", o->tolerance, "Reduce first with this tolerance (0: no reduction)")->check(NonNegative());
+  cmd->add_option("--min-side", o->minSide, "Shortest wall kept (map units)")->check(Positive());
+  cmd->add_option("--ratio", o->ratio, "Deviation ratio, below 1")->check(CLI::Range(0.0, 0.99));
+  cmd->add_flag("--once", o->once, "One pass that never refuses (every ring is squared)");
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"square", wkbUnknown, {{"kmath_squared", OFTInteger}, {"kmath_rings", OFTInteger}}};
+      return RunPerFeature(o->common, shape, [o](Geometry const& g) {
+        if (g.kind != GeomKind::Polygon) return FeatureResult::Error("square takes polygons");
+        long long squared = 0, rings = 0;
+        Geometry out = EachRing(g, [&](Ring& r, bool) {
+          if (!IsClosed(r)) r.push_back(r.front());
+          if (o->tolerance > 0) Math::PolyApprox(r, o->tolerance, std::numeric_limits<double>::max());
+          ++rings;
+          bool ok;
+          if (o->once) {
+            ok = Math::PolyOrtho(r, o->minSide, o->minSide / 4, true, true, nullptr);
+          } else {
+            Math::CPolyOrtho::CParams params(o->ratio, o->minSide);
+            params.nCorners = 1000;
+            ok = Math::CPolyOrtho(params)(r);
+          }
+          squared += ok;
+        });
+        return FeatureResult::One(std::move(out), {squared, rings});
+      });
+    };
+  });
+}
+
+void AddMinRect(CLI::App& app, Runner& run) {
+  auto o = std::make_shared<CommonOptions>();
+  CLI::App* cmd = app.add_subcommand("minrect", "Minimum-area oriented rectangle around each feature");
+  cmd->footer("Example: kmath minrect buildings.gpkg boxes.gpkg");
+  AddCommonOptions(*cmd, *o);
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"minrect", wkbPolygon, RectangleFields()};
+      return RunPerFeature(*o, shape, [](Geometry const& g) {
+        std::vector<CPointD> const pts = AllPoints(g);
+        return RectangleResult(Math::MinAreaRectangle(pts.data(), static_cast<unsigned>(pts.size()), false));
+      });
+    };
+  });
+}
+
+void AddRect(CLI::App& app, Runner& run) {
+  struct Opts {
+    CommonOptions common;
+    std::string method = "moments";
+    double angle = 0;
+  };
+  auto o = std::make_shared<Opts>();
+  CLI::App* cmd = app.add_subcommand("rect", "Oriented rectangle of each feature: from its moments, or its extent");
+  cmd->footer(
+      "Example: kmath rect symbols.gpkg rects.gpkg --method moments\n"
+      "moments: the rectangle with the shape's area, centroid and axes; extent: the box along --angle (degrees).");
+  AddCommonOptions(*cmd, o->common);
+  cmd->add_option("--method", o->method, "moments or extent")->check(CLI::IsMember({"moments", "extent"}));
+  cmd->add_option("--angle", o->angle, "Direction of the extent box, degrees counter-clockwise");
+  cmd->callback([o, &run] {
+    run = [o] {
+      CommandShape shape{"rect", wkbPolygon, RectangleFields()};
+      return RunPerFeature(o->common, shape, [o](Geometry const& g) {
+        std::vector<CPointD> pts = AllPoints(g);
+        if (o->method == "extent")
+          return RectangleResult(Math::ExtentRectangle(pts.data(), static_cast<unsigned>(pts.size()),
+                                                       o->angle * 3.14159265358979323846 / 180.0));
+        if (g.kind != GeomKind::Polygon) return FeatureResult::Error("the moments rectangle needs a polygon");
+        Ring ring = g.parts[0][0];
+        if (!IsClosed(ring)) ring.push_back(ring.front());
+        return RectangleResult(Math::MakeRectangle(ring.data(), static_cast<unsigned>(ring.size()), false));
+      });
+    };
+  });
+}
+
 }  // namespace
 
 void AddShapeCommands(CLI::App& app, Runner& run) {
+  AddSquare(app, run);
+  AddMinRect(app, run);
+  AddRect(app, run);
   AddSimplify(app, run);
   AddSmooth(app, run);
   AddDensify(app, run);

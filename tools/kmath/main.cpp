@@ -25,6 +25,8 @@ int main(int argc, char** argv) {
   kmath_tool::AddRasterCommands(app, run);
   kmath_tool::AddRenderCommands(app, run);
   kmath_tool::AddMatchCommands(app, run);
+  kmath_tool::AddOverlayCommands(app, run);
+  kmath_tool::AddGraphCommands(app, run);
 
   // A first argument that is neither an option nor a subcommand would only
   // get CLI11's "A subcommand is required"; name it instead.

@@ -80,6 +80,10 @@ struct CommandShape {
 // (the output is then not written).
 int RunPerFeature(CommonOptions const& o, CommandShape const& shape, FeatureOp const& op);
 
+// Centre lines of one polygon feature as line outputs (with the mean and
+// largest stroke width as attributes when `widths`).
+FeatureResult CenterLinesOf(Geometry const& g, double prune, double tolerance, bool widths);
+
 // Progress on stderr when it is a terminal and not quiet.
 class Progress {
  public:
