@@ -19,3 +19,5 @@
 #include <math/smoothing.h>
 
 #include <math/polygon.h>
+
+#include <math/curvefit.h>
