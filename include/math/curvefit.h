@@ -81,16 +81,18 @@ KMATH_API bool PolySmoothing(std::vector<CPointD>& poly, double dSigma, double d
 // Joins `b` onto `poly` where an end of one lies within `dJoinTol` of an end
 // of the other (pairs tried in the order poly's end to b's start, poly's end
 // to b's end, poly's start to b's end, poly's start to b's start; the first
-// that meets wins, and `b` or both are reversed so that the result runs
-// through poly in its own direction where it can: only the start-to-start
-// case reverses poly). The joint is replaced by one cubic piece from the
-// point `dLength` before it (along the arc of the first polyline) to the
-// point `dLength` after it, tangent to both polylines there, flattened within
-// `dChordTol`; vertices farther than `dLength` from the joint are untouched.
-// A polyline shorter than `dLength` gives its whole length. False,
-// unchanged: either polyline with fewer than 2 distinct points, a NaN or
-// infinite coordinate, no pair of ends within the tolerance, a negative or
-// NaN tolerance, a length or chord tolerance that is not positive or is NaN.
+// that meets wins; `b` is reversed where needed so that the result runs
+// through poly in poly's own direction). The joint is replaced by one cubic
+// piece from the point `dLength` before it (along the first polyline) to the
+// point `dLength` after it (along the second), tangent to both there, with
+// handles of two thirds of the walked length (so two straight sides give the
+// parabola with the joint as control point), flattened within `dChordTol`.
+// Vertices farther than `dLength` from the joint along either polyline are
+// kept exactly; consecutive repeated points are dropped. A polyline shorter
+// than `dLength` is walked to its far end. False, unchanged: either
+// polyline with fewer than 2 distinct points, a NaN or infinite coordinate,
+// no pair of ends within the tolerance, a negative or NaN tolerance, a
+// length or chord tolerance that is not positive or is NaN.
 KMATH_API bool PolysSmoothJoin(std::vector<CPointD>& poly, std::vector<CPointD> const& b, double dJoinTol,
                                double dLength, double dChordTol);
 

@@ -256,6 +256,216 @@ void FitRun(CRun const& run, double tol, std::vector<CBezierPiece>& pieces) {
 
 using curvefit_detail::Norm;
 
+namespace {
+
+// The Gaussian average, along the arc, of one run's free vertices into
+// `out`. Past a fixed end the run continues as its point reflection through
+// that end, so a straight run stays straight and the ends do not pull the
+// neighbouring vertices off the line they lie on; a ring wraps round.
+void SmoothRun(std::vector<CPointD> const& v, std::size_t from, std::size_t len, bool cyclic, double sigma,
+               std::vector<CPointD>& out) {
+  std::size_t const n = v.size();
+  std::vector<CPointD> p(len + 1);
+  std::vector<double> s(len + 1, 0.0);
+  for (std::size_t i = 0; i <= len; ++i) p[i] = v[(from + i) % n];
+  for (std::size_t i = 1; i <= len; ++i) s[i] = s[i - 1] + curvefit_detail::Norm(p[i] - p[i - 1]);
+  double const total = s[len];
+  if (!(total > 0)) return;
+  double const sg = std::min(sigma, total / 3), reach = 3 * sg;
+
+  std::vector<CPointD> ep;
+  std::vector<double> es;
+  for (std::size_t i = 1; i < len; ++i) {  // before the start, farthest first
+    std::size_t const j = cyclic ? i : len - i;
+    if (cyclic ? total - s[j] > reach : s[j] > reach) continue;
+    ep.push_back(cyclic ? p[j] : p[0] * 2 - p[j]);
+    es.push_back(cyclic ? s[j] - total : -s[j]);
+  }
+  std::size_t const o = ep.size();
+  ep.insert(ep.end(), p.begin(), p.end());
+  es.insert(es.end(), s.begin(), s.end());
+  for (std::size_t i = 1; i < len; ++i) {  // after the end, nearest first
+    if (cyclic ? s[i] > reach : total - s[len - i] > reach) break;
+    ep.push_back(cyclic ? p[i] : p[len] * 2 - p[len - i]);
+    es.push_back(cyclic ? total + s[i] : 2 * total - s[len - i]);
+  }
+  // Each vertex stands for half of each segment beside it, so that uneven
+  // spacing (chain codes' 1 and 1.41 steps) does not bias the average.
+  auto spacing = [&](std::size_t j) {
+    double const a = j > 0 ? es[j] - es[j - 1] : 0, b = j + 1 < es.size() ? es[j + 1] - es[j] : 0;
+    return 0.5 * (a + b);
+  };
+  for (std::size_t i = cyclic ? 0 : 1; i < len; ++i) {
+    std::size_t const k = o + i;
+    double wsum = 0;
+    CPointD acc{0, 0};
+    std::size_t j = k;
+    while (j > 0 && es[k] - es[j - 1] <= reach) --j;
+    for (; j < es.size() && es[j] - es[k] <= reach; ++j) {
+      double const z = (es[j] - es[k]) / sg;
+      double const w = std::exp(-0.5 * z * z) * spacing(j);
+      acc += ep[j] * w;
+      wsum += w;
+    }
+    if (wsum > 0) out[(from + i) % n] = acc / wsum;
+  }
+}
+
+double RingArea(std::vector<CPointD> const& v) {
+  double a = 0;
+  for (std::size_t i = 1; i + 1 < v.size(); ++i) a += curvefit_detail::Cross(v[i] - v[0], v[i + 1] - v[0]);
+  return 0.5 * a;
+}
+
+}  // namespace
+
+bool PolySmoothing(std::vector<CPointD>& poly, double dSigma, double dCornerAngle) {
+  if (!(dSigma > 0) || !std::isfinite(dSigma) || !(dCornerAngle > 0) || poly.size() < 3) return false;
+  std::vector<CPointD> v;
+  bool closed = false;
+  if (!curvefit_detail::CleanPolyline(poly, v, closed)) return false;
+  // Work on the caller's vertices themselves (repeats included) so the count
+  // is kept; corners are found on the cleaned copy and mapped back.
+  std::vector<CPointD> w(poly);
+  if (closed) w.pop_back();
+  std::size_t const n = w.size();
+  std::vector<char> fixed(n, 0);
+  {
+    std::vector<std::size_t> const corners = curvefit_detail::FindCorners(v, closed, 0.5, dCornerAngle);
+    // Cleaned index -> first caller index with that point.
+    std::vector<std::size_t> map(v.size());
+    for (std::size_t i = 0, k = 0; i < n && k < v.size(); ++i)
+      if (curvefit_detail::Norm(w[i] - v[k]) < tol::kEps) map[k++] = i;
+    for (std::size_t c : corners) fixed[map[c]] = 1;
+    if (!closed) fixed[0] = fixed[n - 1] = 1;
+  }
+  std::vector<std::size_t> anchors;
+  for (std::size_t i = 0; i < n; ++i)
+    if (fixed[i]) anchors.push_back(i);
+  if (anchors.size() == n) return false;
+
+  std::vector<CPointD> out(w);
+  if (anchors.empty()) {
+    SmoothRun(w, 0, n, true, dSigma, out);
+  } else {
+    std::size_t const runs = closed ? anchors.size() : anchors.size() - 1;
+    for (std::size_t r = 0; r < runs; ++r) {
+      std::size_t const a = anchors[r], b = anchors[(r + 1) % anchors.size()];
+      std::size_t const len = b > a ? b - a : b + n - a;
+      if (len > 1) SmoothRun(w, a, len, false, dSigma, out);
+    }
+  }
+
+  if (closed) {
+    // Give the area back: move the free vertices along their normals by a
+    // common distance found by secant steps (the area is nearly linear in
+    // it, so a few steps reach the relative tolerance).
+    double const target = RingArea(w);
+    std::vector<CPointD> normal(n);
+    for (std::size_t i = 0; i < n; ++i) {
+      if (fixed[i]) continue;
+      CPointD const d = out[(i + 1) % n] - out[(i + n - 1) % n];
+      double const l = curvefit_detail::Norm(d);
+      normal[i] = l > 0 ? CPointD{d.y / l, -d.x / l} : CPointD{0, 0};
+    }
+    std::vector<CPointD> trial(n);
+    auto area = [&](double t) {
+      for (std::size_t i = 0; i < n; ++i) trial[i] = out[i] + normal[i] * t;
+      trial.push_back(trial[0]);
+      double const a = RingArea(trial);
+      trial.pop_back();
+      return a;
+    };
+    double t0 = 0, f0 = area(0) - target;
+    double perim = 0;
+    for (std::size_t i = 0; i < n; ++i) perim += curvefit_detail::Norm(out[(i + 1) % n] - out[i]);
+    double t1 = perim > 0 ? f0 / perim : 0, f1 = area(t1) - target;
+    for (int it = 0; it < 20 && std::abs(f1) > tol::kAreaRel * std::abs(target) && f1 != f0; ++it) {
+      double const t2 = t1 - f1 * (t1 - t0) / (f1 - f0);
+      t0 = t1; f0 = f1;
+      t1 = t2; f1 = area(t1) - target;
+    }
+    if (std::isfinite(t1) && std::abs(f1) <= std::abs(f0)) area(t1), out.swap(trial);
+    out.push_back(out[0]);
+  }
+  for (CPointD const& p : out)
+    if (!std::isfinite(p.x) || !std::isfinite(p.y)) return false;
+  poly.swap(out);
+  return true;
+}
+
+namespace {
+
+// Consecutive repeats dropped; false on a NaN or infinite coordinate or
+// fewer than 2 distinct points. Closedness plays no part in a join.
+bool DistinctPoints(std::vector<CPointD> const& poly, std::vector<CPointD>& v) {
+  for (CPointD const& p : poly) {
+    if (!std::isfinite(p.x) || !std::isfinite(p.y)) return false;
+    if (v.empty() || curvefit_detail::Norm(p - v.back()) >= tol::kEps) v.push_back(p);
+  }
+  return v.size() >= 2;
+}
+
+CPointD Unit(CPointD const& d) { return d / curvefit_detail::Norm(d); }
+
+}  // namespace
+
+bool PolysSmoothJoin(std::vector<CPointD>& poly, std::vector<CPointD> const& b, double dJoinTol, double dLength,
+                     double dChordTol) {
+  if (!(dJoinTol >= 0) || !std::isfinite(dJoinTol) || !(dLength > 0) || !std::isfinite(dLength) || !(dChordTol > 0))
+    return false;
+  std::vector<CPointD> a, c;
+  if (!DistinctPoints(poly, a) || !DistinctPoints(b, c)) return false;
+  using curvefit_detail::Norm;
+  // x ends at the joint, y starts there; poly keeps its direction.
+  std::vector<CPointD> x, y;
+  if (Norm(a.back() - c.front()) <= dJoinTol) {
+    x = a; y = c;
+  } else if (Norm(a.back() - c.back()) <= dJoinTol) {
+    x = a; y.assign(c.rbegin(), c.rend());
+  } else if (Norm(a.front() - c.back()) <= dJoinTol) {
+    x = c; y = a;
+  } else if (Norm(a.front() - c.front()) <= dJoinTol) {
+    x.assign(c.rbegin(), c.rend()); y = a;
+  } else {
+    return false;
+  }
+
+  // The transition's ends: dLength back along x, dLength on along y (or
+  // the far ends when a polyline is shorter).
+  std::size_t i = x.size() - 1;
+  double acc = 0;
+  while (i > 0 && acc + Norm(x[i] - x[i - 1]) <= dLength) acc += Norm(x[i] - x[i - 1]), --i;
+  CPointD px = x[0], tx = Unit(x[1] - x[0]);
+  double dx = acc;
+  if (i > 0) {
+    tx = Unit(x[i] - x[i - 1]);
+    px = x[i] - tx * (dLength - acc);
+    dx = dLength;
+  }
+  std::size_t j = 0;
+  acc = 0;
+  while (j + 1 < y.size() && acc + Norm(y[j + 1] - y[j]) <= dLength) acc += Norm(y[j + 1] - y[j]), ++j;
+  CPointD py = y.back(), ty = Unit(y.back() - y[y.size() - 2]);
+  double dy = acc;
+  if (j + 1 < y.size()) {
+    ty = Unit(y[j + 1] - y[j]);
+    py = y[j] + ty * (dLength - acc);
+    dy = dLength;
+  }
+  // Handles of two thirds of the walked length: when both sides run
+  // straight into the joint this is the parabola with the joint as its
+  // control point, tangent to both polylines where it leaves them.
+  std::vector<CBezierPiece> const piece = {{px, px + tx * (2 * dx / 3), py - ty * (2 * dy / 3), py, true}};
+  std::vector<CPointD> out(x.begin(), x.begin() + static_cast<std::ptrdiff_t>(i));
+  if (!BezierFlatten(piece, dChordTol, out)) return false;
+  out.insert(out.end(), y.begin() + static_cast<std::ptrdiff_t>(j + 1), y.end());
+  for (CPointD const& p : out)
+    if (!std::isfinite(p.x) || !std::isfinite(p.y)) return false;
+  poly.swap(out);
+  return true;
+}
+
 bool BezierFit(std::vector<CPointD> const& poly, double dTolerance, double dCornerAngle,
                std::vector<CBezierPiece>& pieces) {
   if (!(dTolerance > 0) || !(dCornerAngle > 0) || !std::isfinite(dTolerance)) return false;
