@@ -64,7 +64,8 @@ KMATH_API bool BezierSmoothing(std::vector<CPointD>& poly, double dTolerance, do
                                double dChordTol, std::vector<CBezierPiece>* pieces = nullptr);
 
 // Corner-preserving smoothing: the polyline keeps its vertex count; the
-// corners (as in BezierFit, with the inflections taken at 0.5 plane units)
+// corners (as in BezierFit, with the inflections taken at dSigma / 2, which
+// sees through a pixel staircase at the usual sigma of 2 pixels)
 // and the ends of an open polyline stay where they are, every other vertex
 // is replaced by the Gaussian average, along arc length with deviation
 // `dSigma`, of its run between corners (a run is mirrored through its fixed

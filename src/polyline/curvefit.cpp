@@ -331,7 +331,7 @@ bool PolySmoothing(std::vector<CPointD>& poly, double dSigma, double dCornerAngl
   std::size_t const n = w.size();
   std::vector<char> fixed(n, 0);
   {
-    std::vector<std::size_t> const corners = curvefit_detail::FindCorners(v, closed, 0.5, dCornerAngle);
+    std::vector<std::size_t> const corners = curvefit_detail::FindCorners(v, closed, dSigma / 2, dCornerAngle);
     // Cleaned index -> first caller index with that point.
     std::vector<std::size_t> map(v.size());
     for (std::size_t i = 0, k = 0; i < n && k < v.size(); ++i)

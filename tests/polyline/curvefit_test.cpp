@@ -205,6 +205,162 @@ TEST(BezierSmoothing, TracedOutlinesStayWithinTolerance) {
   }
 }
 
+// The pixel-boundary outline (as the traced data has it, y up here) of the
+// pixels whose centres `inside` accepts, for shapes whose boundary pixels
+// never touch only at a corner (discs, ellipses, rectangles).
+template <class F>
+Pts TraceMask(int lo, int hi, F inside) {
+  std::map<std::pair<int, int>, std::pair<int, int>> next;
+  for (int i = lo; i < hi; ++i)
+    for (int j = lo; j < hi; ++j) {
+      if (!inside(i + 0.5, j + 0.5)) continue;
+      // Sides with background beyond, counter-clockwise around the pixel.
+      if (!inside(i + 0.5, j - 0.5)) next[{i, j}] = {i + 1, j};
+      if (!inside(i + 1.5, j + 0.5)) next[{i + 1, j}] = {i + 1, j + 1};
+      if (!inside(i + 0.5, j + 1.5)) next[{i + 1, j + 1}] = {i, j + 1};
+      if (!inside(i - 0.5, j + 0.5)) next[{i, j + 1}] = {i, j};
+    }
+  Pts out;
+  auto const start = next.begin()->first;
+  auto p = start;
+  do {
+    out.push_back({static_cast<double>(p.first), static_cast<double>(p.second)});
+    p = next.at(p);
+  } while (p != start);
+  out.push_back(out.front());
+  return out;
+}
+
+// Largest distance of the vertices from a densely sampled true outline.
+double Deviation(Pts const& poly, Pts const& truth) {
+  CNearest near;
+  for (std::size_t i = 0; i + 1 < truth.size(); ++i) near.Add(truth[i], truth[i + 1]);
+  near.Build();
+  double worst = 0;
+  for (CPointD const& p : poly) worst = std::max(worst, near.Dist(p));
+  return worst;
+}
+
+// Discs and ellipses rasterised at radii 5 to 200 and traced: smoothing
+// takes the largest distance of the outline from the true shape down by 40%
+// at least (by more than half up to radius 20; the long flat steps of big
+// circles outlast a sigma of 2), and keeps the area.
+TEST(PolySmoothing, HalvesTheErrorOfTracedCirclesAndEllipses) {
+  struct Shape { double a, b; } const shapes[] = {{5, 5}, {10, 10}, {20, 20}, {50, 50}, {100, 100}, {200, 200},
+                                                  {12, 6}, {40, 25}, {150, 60}};
+  for (Shape const& e : shapes) {
+    SCOPED_TRACE(std::to_string(e.a) + " x " + std::to_string(e.b));
+    // Off the pixel grid, and turned, so no symmetry helps.
+    double const cx = 0.37, cy = -0.21, th = 0.3, c = std::cos(th), s = std::sin(th);
+    auto inside = [&](double x, double y) {
+      double const u = (x - cx) * c + (y - cy) * s, v = -(x - cx) * s + (y - cy) * c;
+      return (u / e.a) * (u / e.a) + (v / e.b) * (v / e.b) <= 1;
+    };
+    int const r = static_cast<int>(e.a) + 3;
+    Pts const traced = TraceMask(-r, r, inside);
+    Pts truth;
+    for (int k = 0; k <= 40000; ++k) {
+      double const t = 2 * M_PI * k / 40000, u = e.a * std::cos(t), v = e.b * std::sin(t);
+      truth.push_back({cx + u * c - v * s, cy + u * s + v * c});
+    }
+    Pts p = traced;
+    ASSERT_TRUE(Math::PolySmoothing(p, 2.0, 1.3));
+    ASSERT_EQ(p.size(), traced.size());
+    double const raw = Deviation(traced, truth), smooth = Deviation(p, truth);
+    std::printf("[ smoothing ] %5.0f x %-5.0f raw %.3f smoothed %.3f\n", e.a, e.b, raw, smooth);
+    EXPECT_LE(smooth, raw * (e.a <= 20 && e.b == e.a ? 0.5 : 0.6));
+    EXPECT_NEAR(Area(p), Area(traced), 1e-9 * Area(traced));
+  }
+}
+
+// Traced rectangles, turned and off the grid: the corners stay where the
+// trace put them, so within a pixel diagonal of the true corners, and the
+// sides straighten.
+TEST(PolySmoothing, KeepsCornersAndEndsAndRefusesBadInput) {
+  for (double th : {0.0, 0.2, 0.5}) {
+    SCOPED_TRACE(th);
+    double const c = std::cos(th), s = std::sin(th);
+    auto inside = [&](double x, double y) {
+      double const u = (x - 0.3) * c + (y - 0.1) * s, v = -(x - 0.3) * s + (y - 0.1) * c;
+      return std::abs(u) <= 30 && std::abs(v) <= 15;
+    };
+    Pts const traced = TraceMask(-40, 40, inside);
+    Pts p = traced;
+    ASSERT_TRUE(Math::PolySmoothing(p, 2.0, 1.3));
+    Pts const corners = {{30, 15}, {-30, 15}, {-30, -15}, {30, -15}};
+    for (CPointD const& k : corners) {
+      CPointD const t{0.3 + k.x * c - k.y * s, 0.1 + k.x * s + k.y * c};
+      double near = HUGE_VAL;
+      for (CPointD const& q : p) near = std::min(near, std::hypot(q.x - t.x, q.y - t.y));
+      EXPECT_LE(near, 1.5) << "corner " << k.x << " " << k.y;
+    }
+    EXPECT_NEAR(Area(p), Area(traced), 1e-9 * Area(traced));
+  }
+  // An open staircase keeps its ends.
+  Pts stairs;
+  for (int i = 0; i < 30; ++i) { stairs.push_back({double(i), double(i)}); stairs.push_back({double(i + 1), double(i)}); }
+  Pts p = stairs;
+  ASSERT_TRUE(Math::PolySmoothing(p, 2.0, 1.3));
+  EXPECT_TRUE(p.front().x == stairs.front().x && p.front().y == stairs.front().y);
+  EXPECT_TRUE(p.back().x == stairs.back().x && p.back().y == stairs.back().y);
+  double off = 0;  // the staircase's middle line is y = x - 0.5
+  for (std::size_t i = 5; i + 5 < p.size(); ++i) off = std::max(off, std::abs(p[i].y - p[i].x + 0.5) / std::sqrt(2.0));
+  EXPECT_LT(off, 0.1);
+
+  Pts const ok = {{0, 0}, {1, 1}, {2, 0}, {3, 1}};
+  struct Case { char const* name; Pts in; double sigma, corner; } const cases[] = {
+      {"two points", {{0, 0}, {1, 1}}, 2, 1}, {"NaN", {{0, 0}, {kNaN, 1}, {2, 0}}, 2, 1},
+      {"zero sigma", ok, 0, 1}, {"NaN sigma", ok, kNaN, 1}, {"zero corner angle", ok, 2, 0},
+      {"only ends and corners", {{0, 0}, {1, 0}, {1, 1}}, 0.1, 0.5},
+  };
+  for (Case const& k : cases) {
+    SCOPED_TRACE(k.name);
+    Pts q = k.in;
+    EXPECT_FALSE(Math::PolySmoothing(q, k.sigma, k.corner));
+    EXPECT_TRUE(Same(q, k.in));
+  }
+}
+
+TEST(PolysSmoothJoin, JoinsTangentiallyAndKeepsTheRest) {
+  // Two straight lines meeting at a right angle at (10, 0): the joint
+  // becomes the parabola with control point (10, 0) from (7, 0) to (10, 3).
+  Pts const a = {{0, 0}, {5, 0}, {10, 0}}, b = {{10, 0}, {10, 5}, {10, 10}};
+  struct Case { char const* name; Pts b; } const orders[] = {{"end to start", b}, {"end to end", Pts(b.rbegin(), b.rend())}};
+  for (auto const& o : orders) {
+    SCOPED_TRACE(o.name);
+    Pts p = a;
+    ASSERT_TRUE(Math::PolysSmoothJoin(p, o.b, 1e-9, 3, 1e-4));
+    EXPECT_TRUE(p[0].x == 0 && p[1].x == 5 && p.back().x == 10 && p.back().y == 10);
+    for (CPointD const& q : p) {
+      if (q.x < 7 || q.y > 3) continue;
+      // On the parabola x = 10 - 3 (1-t)^2, y = 3 t^2.
+      double const t = std::sqrt(q.y / 3);
+      EXPECT_NEAR(q.x, 10 - 3 * (1 - t) * (1 - t), 1e-4 + 1e-9);
+    }
+    // Tangent where it leaves each line: the first step along x, the last along y.
+    std::size_t i = 0;
+    while (p[i].x < 7) ++i;
+    EXPECT_NEAR(p[i].x, 7, 1e-12);
+    EXPECT_LT(std::abs(p[i + 1].y - p[i].y) / (p[i + 1].x - p[i].x), 0.05);
+  }
+  // poly's start meeting b: b comes first, poly keeps its direction.
+  Pts p = a;
+  ASSERT_TRUE(Math::PolysSmoothJoin(p, Pts{{0, 10}, {0, 0.5}}, 1, 2, 0.01));
+  EXPECT_TRUE(p.front().x == 0 && p.front().y == 10 && p.back().x == 10 && p.back().y == 0);
+
+  struct Bad { char const* name; Pts b; double tol, len, chord; } const bad[] = {
+      {"apart", {{20, 20}, {30, 30}}, 1, 3, 0.01}, {"one point", {{10, 0}}, 1, 3, 0.01},
+      {"NaN", {{10, 0}, {kNaN, 1}}, 1, 3, 0.01}, {"negative tolerance", b, -1, 3, 0.01},
+      {"zero length", b, 1, 0, 0.01}, {"zero chord", b, 1, 3, 0}, {"NaN length", b, 1, kNaN, 0.01},
+  };
+  for (Bad const& k : bad) {
+    SCOPED_TRACE(k.name);
+    Pts q = a;
+    EXPECT_FALSE(Math::PolysSmoothJoin(q, k.b, k.tol, k.len, k.chord));
+    EXPECT_TRUE(Same(q, a));
+  }
+}
+
 #ifdef KMATH_TEST_HAVE_POTRACE
 
 // The mask in potrace's bitmap, bottom row first, so potrace's y runs up
