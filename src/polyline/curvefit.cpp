@@ -219,7 +219,9 @@ void FitRun(CRun const& run, double tol, std::vector<CBezierPiece>& pieces) {
   auto joint = [&](std::size_t e) { return e == L ? end : run.Joint(e, h, tol / 2); };
   auto tangent = [&](std::size_t e) { return e == L ? endT : run.Tangent(e, w); };
 
-  std::size_t s = 0;
+  // Neighbouring pieces are alike in length: the search starts from the
+  // last piece's span, which saves most of the doubling probes.
+  std::size_t s = 0, last = 2;
   CPointD js = start, ts = startT;
   bool first = true;
   while (s < L) {
@@ -227,7 +229,7 @@ void FitRun(CRun const& run, double tol, std::vector<CBezierPiece>& pieces) {
     std::size_t good = s + 1;
     fitter.Fit(s, good, js, ts, joint(good), tangent(good), best);  // two vertices always fit
     std::size_t bad = L + 1;
-    for (std::size_t span = 2; good < L; span *= 2) {
+    for (std::size_t span = std::max<std::size_t>(2, last); good < L; span *= 2) {
       std::size_t const e = std::min(s + span, L);
       if (!fitter.Fit(s, e, js, ts, joint(e), tangent(e), trial)) { bad = e; break; }
       good = e;
@@ -247,6 +249,7 @@ void FitRun(CRun const& run, double tol, std::vector<CBezierPiece>& pieces) {
     pieces.push_back(best);
     js = best.p3;
     ts = tangent(good);
+    last = good - s;
     s = good;
   }
 }

@@ -425,7 +425,7 @@ std::vector<Pieces> Potrace(CPbm const& m, std::size_t& segments) {
 // deviation, our chain needs no more pieces (a potrace corner counts as one
 // piece, though it is two straight lines), and stays within it.
 TEST(BezierSmoothing, NoMorePiecesThanPotraceAtItsDeviation) {
-  std::printf("[ potrace ] %-10s %8s %8s | %8s %8s %8s\n", "mask", "pieces", "max dev", "ours", "max dev", "ms");
+  std::printf("[ potrace ] %-10s %8s %8s | %8s %8s\n", "mask", "pieces", "max dev", "ours", "max dev");
   for (std::string const name : {"coins", "horse", "ccitt2", "soho_buildings"}) {
     SCOPED_TRACE(name);
     std::size_t theirPieces = 0;
