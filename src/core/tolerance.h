@@ -38,9 +38,6 @@ inline constexpr double kOffsetSnapRel = 1e-13;
 // Offsets and curve fitting: the area of a smoothed ring is restored to this
 // relative error.
 inline constexpr double kAreaRel = 1e-9;
-// Offsets and curve fitting: two tangents of a Bézier chain whose angle is
-// below this are one direction (a smooth joint).
-inline constexpr double kTangentEps = 1e-9;
 
 // Offsets: coordinates (of input or raw offset) beyond this magnitude are
 // refused, so that extents, products and the crossing grid stay finite.
