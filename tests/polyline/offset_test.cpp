@@ -271,7 +271,8 @@ TEST(PolyOffset, MatchesGeosAndClipperOnRealData) {
     std::size_t done = 0;
     for (auto const& b : blocks) {
       if (done == c.maxBlocks) break;
-      if (b.pts.size() < 3) continue;
+      // Long rings at this chord tolerance cost GEOS seconds each.
+      if (b.pts.size() < 3 || b.pts.size() > 300) continue;
       ++done;
       bool const closed = b.IsClosed();
       double const chord = 3e-6 * c.dist;
