@@ -47,6 +47,8 @@ if(CGAL_FOUND)
   target_link_libraries(kmath_peer_cgal INTERFACE CGAL::CGAL)
   add_library(kmath_peer::cgal ALIAS kmath_peer_cgal)
   set(KMATH_HAVE_CGAL ON)
+endif()
+
 # potrace ships neither a CMake package nor a pkg-config file: look for its
 # header and library directly.
 find_path(KMATH_POTRACE_INCLUDE potracelib.h)
