@@ -13,9 +13,12 @@ bool Square(Ring& ring, CleanupOptions const& o) {
   return Math::CPolyOrtho(params)(ring);
 }
 
-// A smooth curve through the reduced outline's vertices: cubic pieces
-// subdivided until each chord holds its arc within a tenth of a pixel.
-bool Smooth(Ring& ring) { return Math::ReduceToSpline(ring, 0.1) == 1; }
+// Cubic pieces fitted to the traced staircase itself (not its reduction:
+// the fit wants every pixel step), within a pixel, corners sharper than
+// 50 degrees kept, flattened within a tenth of a pixel.
+bool Smooth(Ring& ring, CleanupOptions const& o) {
+  return Math::BezierSmoothing(ring, o.smoothTolerance, o.cornerAngle, o.chordTolerance);
+}
 
 }  // namespace
 
@@ -33,6 +36,7 @@ CleanedOutline CleanOutline(std::vector<Ring> const& rings, CleanupOptions const
   bool outerDone = false;
   for (std::size_t r = 0; r < rings.size(); ++r) {
     Ring ring = rings[r];
+    Ring const traced = ring;
     Math::PolyApprox(ring, o.tolerance, o.maxChord);
     if (ring.size() < 4) {
       if (r == 0) return CleanedOutline{};
@@ -45,7 +49,11 @@ CleanedOutline CleanOutline(std::vector<Ring> const& rings, CleanupOptions const
     } else if (decided == CleanupMode::Square) {
       done = Square(ring, o);
     }
-    if (decided == CleanupMode::Smooth) done = Smooth(ring);
+    if (decided == CleanupMode::Smooth) {
+      Ring curve = traced;
+      done = Smooth(curve, o) && curve.size() >= 4;
+      if (done) ring = std::move(curve);
+    }
     if (r == 0) outerDone = done;
     out.rings.push_back(std::move(ring));
   }

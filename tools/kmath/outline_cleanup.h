@@ -5,7 +5,8 @@
 // The rectilinearity test is the squarer's own acceptance: an outline is
 // right-angled when CPolyOrtho can build a squared outline within its
 // deviation bound of the reduced trace (root-mean-square 0.64 px with the
-// settings below, sides of at least 1.5 px). Everything else is curved.
+// settings below, sides of at least 1.5 px). Everything else is curved: its
+// traced staircase is fitted with cubic pieces that keep its corners.
 #pragma once
 
 #include <string>
@@ -23,6 +24,9 @@ struct CleanupOptions {
   double maxChord = 1e300;
   double minSide = 1.5;   // pixels: shortest wall a squared outline keeps
   double squareRatio = 0.3;  // squarer's dRatio: its deviation bound is dMinSide * dRatio / (1 - dRatio)
+  double smoothTolerance = 1.0;  // pixels: the curve fit's largest distance from the traced staircase
+  double cornerAngle = 0.8726646259971648;  // radians (50 degrees): sharper turns stay corners
+  double chordTolerance = 0.1;  // pixels: flattening of the fitted curve
 };
 
 struct CleanedOutline {
