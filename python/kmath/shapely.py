@@ -59,11 +59,10 @@ def simplify(geom, tolerance, max_chord=None):
     return apply(geom, lambda a: _kmath.simplify(a, tolerance, max_chord))
 
 
-def square(geom, tolerance, **kwargs):
-    """Squares every ring of a polygon (kmath.square); refused rings stay as they are."""
-    if not hasattr(_kmath, "square"):
-        raise NotImplementedError("this build of kmath has no squaring")
-    return apply(geom, lambda a: _kmath.square(a, tolerance, **kwargs))
+def square(geom, tolerance=None, **kwargs):
+    """Squares every ring of a polygon (kmath.square, same arguments); a ring
+    the squarer refuses stays as it was given."""
+    return apply(geom, lambda a: _kmath.square(a, tolerance, **kwargs)[0])
 
 
 def convex_hull(geom):

@@ -2,33 +2,16 @@
 arguments, and their promises on real data."""
 
 import gc
-import subprocess
 import threading
 
 import numpy as np
 import pytest
 
 import kmath
-from conftest import read_xy
+from conftest import cpp_results, read_xy, same_bits
 
 REAL_FILES = ["coins_chain.xy", "horse_crack.xy", "london_buildings.xy", "nc_counties.xy",
               "omap_forest_contours.xy"]
-
-
-def cpp_results(program, name):
-    """{(block, op): [floats]} as the C++ library computes them."""
-    out = subprocess.run([str(program), name], check=True, capture_output=True, text=True).stdout
-    results = {}
-    for line in out.splitlines():
-        block, op, *values = line.split()
-        results[(int(block), op)] = [float.fromhex(v) for v in values]
-    return results
-
-
-def same_bits(array, flat):
-    a = np.asarray(array, dtype=np.float64).ravel()
-    b = np.array(flat, dtype=np.float64)
-    return a.shape == b.shape and a.tobytes() == b.tobytes()
 
 
 @pytest.mark.parametrize("name", REAL_FILES)
