@@ -11,7 +11,8 @@ from shapely.geometry import (GeometryCollection, LinearRing, LineString, MultiL
 
 from . import _kmath
 
-__all__ = ["simplify", "square", "convex_hull", "to_arrays", "from_arrays", "apply", "GeoSeriesOps"]
+__all__ = ["simplify", "square", "convex_hull", "min_area_rectangle", "boolean", "union_all", "rasterize",
+           "centerlines", "to_arrays", "from_arrays", "apply", "GeoSeriesOps"]
 
 
 def _xy(coords):
@@ -72,6 +73,66 @@ def convex_hull(geom):
         return Polygon()
     hull = _kmath.convex_hull(np.concatenate(pts))
     return Polygon(hull) if len(hull) >= 4 else Polygon()
+
+
+def min_area_rectangle(geom):
+    """The smallest-area rectangle holding every vertex of geom, as a Polygon."""
+    pts = to_arrays_all(geom)
+    if not pts:
+        return Polygon()
+    rect = _kmath.min_area_rectangle(np.concatenate(pts))
+    return Polygon(rect["corners"]) if rect["area"] > 0 else Polygon()
+
+
+def _polygon_rings(geom):
+    """The rings of a Polygon or MultiPolygon as one even-odd ring list."""
+    if geom is None or geom.is_empty:
+        return []
+    if isinstance(geom, MultiPolygon):
+        return [a for p in geom.geoms for a in to_arrays(p)]
+    if isinstance(geom, Polygon):
+        return to_arrays(geom)
+    raise TypeError(f"expected a Polygon or MultiPolygon, got {geom.geom_type}")
+
+
+def _from_layout(rings):
+    """A result of the boolean operations (each counter-clockwise outer ring
+    followed by its clockwise holes) as a Polygon or MultiPolygon."""
+    polys = []
+    for r in rings:
+        if _kmath.area_centroid(r)["area"] > 0 or not polys:
+            polys.append([r])
+        else:
+            polys[-1].append(r)
+    shapes = [Polygon(p[0], p[1:]) for p in polys]
+    if not shapes:
+        return Polygon()
+    return shapes[0] if len(shapes) == 1 else MultiPolygon(shapes)
+
+
+def boolean(a, b, op):
+    """kmath.boolean on two Polygons or MultiPolygons; op as there
+    ('intersection', 'union', 'difference', 'reverse_difference',
+    'symdifference'). Returns a Polygon or MultiPolygon."""
+    return _from_layout(_kmath.boolean(_polygon_rings(a), _polygon_rings(b), op))
+
+
+def union_all(geoms):
+    """The union of many Polygons and MultiPolygons in one pass."""
+    return _from_layout(_kmath.union_all([_polygon_rings(g) for g in geoms if g is not None and not g.is_empty]))
+
+
+def rasterize(geoms, width, height):
+    """A (height, width) uint8 mask of the Polygons (even-odd over all their
+    rings; vertices rounded to pixel indices, see kmath.rasterize)."""
+    return _kmath.rasterize([a for g in geoms for a in _polygon_rings(g)], width, height)
+
+
+def centerlines(geom, prune, tolerance):
+    """The centre lines of a Polygon or MultiPolygon as a MultiLineString."""
+    lines = [l for p in (geom.geoms if isinstance(geom, MultiPolygon) else [geom])
+             for l in _kmath.centerlines(_polygon_rings(p), prune, tolerance)]
+    return MultiLineString([l for l in lines if len(l) >= 2])
 
 
 def to_arrays_all(geom):

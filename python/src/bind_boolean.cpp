@@ -105,7 +105,7 @@ by its clockwise holes, closed. ValueError for an unknown operation.)doc");
       R"doc(The union of many polygons (each a list of even-odd rings) in one pass,
 laid out as boolean() lays out its results. normalize=False trusts the rings
 to be clean: counter-clockwise outer rings, clockwise holes, nothing
-crossing.)doc");
+crossing. Nodes merge within 0.0005 as in boolean().)doc");
 
   m.def(
       "check_self_cross",

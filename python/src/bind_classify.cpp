@@ -30,7 +30,7 @@ class PyDecisionTree {
     // The nodes' reference counts change while classifying; the GIL stays
     // held so that Python threads sharing a tree never walk it at once.
     for (py::ssize_t i = 0; i < m; ++i) {
-      Values(a.data(i, 0), k, values);
+      Values(a.data() + i * k, k, values);
       Math::DTC_traits::CResult r = m_tree.Classify(values);
       Math::DTC_traits::SortResult(r);
       o[i] = r.empty() ? -1 : std::int32_t(r.front().first);
