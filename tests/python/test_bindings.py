@@ -155,3 +155,30 @@ def test_many_calls_keep_the_process_size_flat():
         kmath.contains(rings, pts[:3])
     gc.collect()
     assert rss_bytes() - before < 8 * 1024 * 1024
+
+
+def test_the_other_families_keep_the_process_size_flat():
+    ring = np.array([[0, 0], [10, 0], [10, 6], [4, 6], [4, 9], [0, 9], [0, 0]], float)
+    other = ring + 2.5
+    tree = kmath.DecisionTree([(0, [0.5]), (None, [1, 1.0]), (None, [2, 1.0])], [0])
+    rows = np.random.default_rng(0).uniform(size=(50, 1))
+
+    def calls():
+        kmath.square(ring, 0.5)
+        kmath.boolean([ring], [other], "union")
+        kmath.triangulate(ring)
+        kmath.rasterize([ring], 12, 12)
+        kmath.min_area_rectangle(ring)
+        kmath.dtw_match(ring, other)
+        kmath.centerlines([ring], 1.0, 0.5, half_widths=True)
+        tree.predict(rows)
+
+    for _ in range(500):
+        calls()
+    gc.collect()
+    before = rss_bytes()
+    for _ in range(10000):
+        calls()
+    gc.collect()
+    # One result array left behind per call would be over 10 MB.
+    assert rss_bytes() - before < 2 * 1024 * 1024
