@@ -39,3 +39,4 @@
 #include <math/triangulator.h>
 #include <math/centerline.h>
 #include <math/voronoigraph.h>
+#include <math/curvefit.h>
