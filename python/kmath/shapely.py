@@ -12,7 +12,7 @@ from shapely.geometry import (GeometryCollection, LinearRing, LineString, MultiL
 from . import _kmath
 
 __all__ = ["simplify", "square", "convex_hull", "min_area_rectangle", "boolean", "union_all", "rasterize",
-           "centerlines", "to_arrays", "from_arrays", "apply", "GeoSeriesOps"]
+           "centerlines", "offset_curve", "buffer", "to_arrays", "from_arrays", "apply", "GeoSeriesOps"]
 
 
 def _xy(coords):
@@ -135,6 +135,42 @@ def centerlines(geom, prune, tolerance):
     return MultiLineString([l for l in lines if len(l) >= 2])
 
 
+def offset_curve(line, distance, **kwargs):
+    """kmath.offset of a LineString (positive distance to its left) as a
+    MultiLineString of the pieces that stay |distance| away from it."""
+    pieces = _kmath.offset(to_arrays(line)[0], distance, **kwargs)
+    return MultiLineString([p for p in pieces if len(p) >= 2])
+
+
+def buffer(geom, distance, **kwargs):
+    """The region within `distance` of a Polygon, MultiPolygon or LineString
+    (negative distances shrink polygons), built from kmath.offset: outer
+    rings grow, holes shrink, and kmath.boolean puts the pieces together.
+    kwargs: join, miter_limit, chord_tolerance (and cap for lines)."""
+    if geom is None or geom.is_empty:
+        return Polygon()
+    if isinstance(geom, (LineString, LinearRing)) and not geom.is_ring:
+        if distance <= 0:
+            return Polygon()
+        rings = _kmath.offset(to_arrays(geom)[0], distance, outline=True, **kwargs)
+        return _from_layout(_kmath.boolean(rings, [], "normalize_a"))
+    if isinstance(geom, (LineString, LinearRing)):
+        geom = Polygon(geom)
+    kwargs.pop("cap", None)
+    polys = geom.geoms if isinstance(geom, MultiPolygon) else [geom]
+    grown = []
+    for p in polys:
+        ext, *holes = to_arrays(p)
+        region = _kmath.offset(_ccw(ext), -distance, **kwargs)
+        cut = [r for h in holes for r in _kmath.offset(_ccw(h), distance, **kwargs)]
+        grown.append(_kmath.boolean(region, cut, "difference") if cut else region)
+    return _from_layout(_kmath.union_all(grown))
+
+
+def _ccw(ring):
+    return ring if _kmath.area_centroid(ring)["area"] > 0 else np.ascontiguousarray(ring[::-1])
+
+
 def to_arrays_all(geom):
     """Every vertex array of any geometry, points included."""
     if geom is None or geom.is_empty:
@@ -165,3 +201,6 @@ class GeoSeriesOps:
 
     def convex_hull(self):
         return self._map(convex_hull)
+
+    def buffer(self, distance, **kwargs):
+        return self._map(lambda g: buffer(g, distance, **kwargs))

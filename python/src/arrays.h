@@ -63,5 +63,6 @@ void BindBoolean(py::module_& m);
 void BindCurve(py::module_& m);
 void BindGraph(py::module_& m);
 void BindClassify(py::module_& m);
+void BindCurveFit(py::module_& m);
 
 }  // namespace kmath_py

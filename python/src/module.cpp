@@ -13,4 +13,5 @@ PYBIND11_MODULE(_kmath, m) {
   kmath_py::BindCurve(m);
   kmath_py::BindGraph(m);
   kmath_py::BindClassify(m);
+  kmath_py::BindCurveFit(m);
 }

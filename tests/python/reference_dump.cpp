@@ -2,7 +2,7 @@
 // the operations the Python tests compare against, in hexadecimal floating
 // point so that the comparison is bit for bit.
 //
-//   kmath_py_reference <name.xy> [basic|shapes|polygons]
+//   kmath_py_reference <name.xy> [basic|shapes|polygons|curves]
 //
 // (a file of the bundled data/ folder; the group of operations, basic by
 // default). One line per result: "<block> <op> <value> <value> ...".
@@ -132,11 +132,33 @@ void Polygons(std::size_t b, std::vector<CPointD> const& pts) {
   }
 }
 
+void Curves(std::size_t b, std::vector<CPointD> const& pts) {
+  std::vector<CPointD> bez = pts;
+  std::vector<Math::CBezierPiece> pieces;
+  if (Math::BezierSmoothing(bez, 1.0, 1.2, 0.1, &pieces)) {
+    Print(b, "bezier", Flat(bez));
+    std::vector<double> flat;
+    for (auto const& p : pieces)
+      flat.insert(flat.end(), {p.p0.x, p.p0.y, p.p1.x, p.p1.y, p.p2.x, p.p2.y, p.p3.x, p.p3.y, double(p.bCorner)});
+    Print(b, "bezier_pieces", flat);
+  }
+  std::vector<CPointD> smooth = pts;
+  if (Math::PolySmoothing(smooth, 2.0, 1.3)) Print(b, "corner_smooth", Flat(smooth));
+  Math::COffsetParams const params;
+  for (double d : {2.0, -2.0}) {
+    std::vector<std::vector<CPointD>> rings;
+    if (!Math::PolyOffset(pts, d, params, rings)) continue;
+    Math::mpoly_base<CPointD> polys;
+    for (auto& r : rings) polys.emplace_back(std::move(r));
+    Print(b, d > 0 ? "offset_left" : "offset_right", Flat(polys));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 2 && argc != 3) {
-    std::fprintf(stderr, "usage: kmath_py_reference <name.xy> [basic|shapes|polygons]\n");
+    std::fprintf(stderr, "usage: kmath_py_reference <name.xy> [basic|shapes|polygons|curves]\n");
     return 2;
   }
   std::string const group = argc == 3 ? argv[2] : "basic";
@@ -146,6 +168,7 @@ int main(int argc, char** argv) {
       for (std::size_t b = 0; b < blocks.size(); ++b) {
         if (group == "shapes") Shapes(b, blocks[b].pts);
         else if (group == "polygons") Polygons(b, blocks[b].pts);
+        else if (group == "curves") Curves(b, blocks[b].pts);
         else throw std::invalid_argument("unknown group " + group);
       }
       return 0;
