@@ -69,6 +69,11 @@ def other_families():
             ("min_area_rectangle", "london_buildings",
              median_time(lambda: [kmath.min_area_rectangle(a) for a in blocks]),
              median_time(lambda: [a.minimum_rotated_rectangle for a, _ in polys]))]
+    traced = [p for _, p in read_xy("soho_buildings_crack.xy")]
+    traced_polys = [sg.Polygon(p) for p in traced]
+    rows.append(("offset 2 px (round)", "soho_buildings_crack",
+                 median_time(lambda: [kmath.offset(p, 2.0, chord_tolerance=0.05) for p in traced], reps=3),
+                 median_time(lambda: [g.buffer(2.0, resolution=8) for g in traced_polys], reps=3)))
     pts = np.random.default_rng(3).uniform(0, 1000, size=(20000, 2))
     mp = sg.MultiPoint(pts)
     rows.append(("triangulate (2e4 points)", "uniform",
