@@ -53,6 +53,37 @@ def cpp_times():
     return times
 
 
+def other_families():
+    """Families with no C++ column: kmath from Python against Shapely."""
+    from shapely.ops import triangulate, unary_union
+
+    blocks = [p for _, p in read_xy("london_buildings.xy") if len(p) >= 4]
+    moved = [p + (p.max(axis=0) - p.min(axis=0)) / [3.0, 5.0] for p in blocks]
+    polys = [(sg.Polygon(a), sg.Polygon(b)) for a, b in zip(blocks, moved)]
+    rows = [("intersection", "london_buildings",
+             median_time(lambda: [kmath.boolean([a], [b], "intersection") for a, b in zip(blocks, moved)]),
+             median_time(lambda: [a.intersection(b) for a, b in polys])),
+            ("union_all", "london_buildings",
+             median_time(lambda: kmath.union_all([[a] for a in blocks + moved]), reps=3),
+             median_time(lambda: unary_union([g for pair in polys for g in pair]), reps=3)),
+            ("min_area_rectangle", "london_buildings",
+             median_time(lambda: [kmath.min_area_rectangle(a) for a in blocks]),
+             median_time(lambda: [a.minimum_rotated_rectangle for a, _ in polys]))]
+    traced = [p for _, p in read_xy("soho_buildings_crack.xy")]
+    traced_polys = [sg.Polygon(p) for p in traced]
+    rows.append(("offset 2 px (round)", "soho_buildings_crack",
+                 median_time(lambda: [kmath.offset(p, 2.0, chord_tolerance=0.05) for p in traced], reps=3),
+                 median_time(lambda: [g.buffer(2.0, resolution=8) for g in traced_polys], reps=3)))
+    pts = np.random.default_rng(3).uniform(0, 1000, size=(20000, 2))
+    mp = sg.MultiPoint(pts)
+    rows.append(("triangulate (2e4 points)", "uniform",
+                 median_time(lambda: kmath.triangulate(pts), reps=3),
+                 median_time(lambda: triangulate(mp), reps=3)))
+    print(f"\n{'operation':24} {'file':24} {'kmath py':>10} {'shapely':>10} {'shapely/kmath':>14}")
+    for op, name, py, sh in rows:
+        print(f"{op:24} {name:24} {py:10.4f} {sh:10.4f} {sh / py:14.1f}")
+
+
 def main():
     cpp = cpp_times()
     rows = []
@@ -102,6 +133,7 @@ def main():
     two = median_time(two_threads, reps=3)
     print(f"\nsimplify of {len(work)} coastline rings ({sum(map(len, work))} vertices): one thread {one:.3f} s, two threads {two:.3f} s,"
           f" speed-up {one / two:.2f}x")
+    other_families()
 
 
 if __name__ == "__main__":

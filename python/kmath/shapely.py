@@ -11,7 +11,8 @@ from shapely.geometry import (GeometryCollection, LinearRing, LineString, MultiL
 
 from . import _kmath
 
-__all__ = ["simplify", "square", "convex_hull", "to_arrays", "from_arrays", "apply", "GeoSeriesOps"]
+__all__ = ["simplify", "square", "convex_hull", "min_area_rectangle", "boolean", "union_all", "rasterize",
+           "centerlines", "offset_curve", "buffer", "to_arrays", "from_arrays", "apply", "GeoSeriesOps"]
 
 
 def _xy(coords):
@@ -59,11 +60,10 @@ def simplify(geom, tolerance, max_chord=None):
     return apply(geom, lambda a: _kmath.simplify(a, tolerance, max_chord))
 
 
-def square(geom, tolerance, **kwargs):
-    """Squares every ring of a polygon (kmath.square); refused rings stay as they are."""
-    if not hasattr(_kmath, "square"):
-        raise NotImplementedError("this build of kmath has no squaring")
-    return apply(geom, lambda a: _kmath.square(a, tolerance, **kwargs))
+def square(geom, tolerance=None, **kwargs):
+    """Squares every ring of a polygon (kmath.square, same arguments); a ring
+    the squarer refuses stays as it was given."""
+    return apply(geom, lambda a: _kmath.square(a, tolerance, **kwargs)[0])
 
 
 def convex_hull(geom):
@@ -73,6 +73,102 @@ def convex_hull(geom):
         return Polygon()
     hull = _kmath.convex_hull(np.concatenate(pts))
     return Polygon(hull) if len(hull) >= 4 else Polygon()
+
+
+def min_area_rectangle(geom):
+    """The smallest-area rectangle holding every vertex of geom, as a Polygon."""
+    pts = to_arrays_all(geom)
+    if not pts:
+        return Polygon()
+    rect = _kmath.min_area_rectangle(np.concatenate(pts))
+    return Polygon(rect["corners"]) if rect["area"] > 0 else Polygon()
+
+
+def _polygon_rings(geom):
+    """The rings of a Polygon or MultiPolygon as one even-odd ring list."""
+    if geom is None or geom.is_empty:
+        return []
+    if isinstance(geom, MultiPolygon):
+        return [a for p in geom.geoms for a in to_arrays(p)]
+    if isinstance(geom, Polygon):
+        return to_arrays(geom)
+    raise TypeError(f"expected a Polygon or MultiPolygon, got {geom.geom_type}")
+
+
+def _from_layout(rings):
+    """A result of the boolean operations (each counter-clockwise outer ring
+    followed by its clockwise holes) as a Polygon or MultiPolygon."""
+    polys = []
+    for r in rings:
+        if _kmath.area_centroid(r)["area"] > 0 or not polys:
+            polys.append([r])
+        else:
+            polys[-1].append(r)
+    shapes = [Polygon(p[0], p[1:]) for p in polys]
+    if not shapes:
+        return Polygon()
+    return shapes[0] if len(shapes) == 1 else MultiPolygon(shapes)
+
+
+def boolean(a, b, op):
+    """kmath.boolean on two Polygons or MultiPolygons; op as there
+    ('intersection', 'union', 'difference', 'reverse_difference',
+    'symdifference'). Returns a Polygon or MultiPolygon."""
+    return _from_layout(_kmath.boolean(_polygon_rings(a), _polygon_rings(b), op))
+
+
+def union_all(geoms):
+    """The union of many Polygons and MultiPolygons in one pass."""
+    return _from_layout(_kmath.union_all([_polygon_rings(g) for g in geoms if g is not None and not g.is_empty]))
+
+
+def rasterize(geoms, width, height):
+    """A (height, width) uint8 mask of the Polygons (even-odd over all their
+    rings; vertices rounded to pixel indices, see kmath.rasterize)."""
+    return _kmath.rasterize([a for g in geoms for a in _polygon_rings(g)], width, height)
+
+
+def centerlines(geom, prune, tolerance):
+    """The centre lines of a Polygon or MultiPolygon as a MultiLineString."""
+    lines = [l for p in (geom.geoms if isinstance(geom, MultiPolygon) else [geom])
+             for l in _kmath.centerlines(_polygon_rings(p), prune, tolerance)]
+    return MultiLineString([l for l in lines if len(l) >= 2])
+
+
+def offset_curve(line, distance, **kwargs):
+    """kmath.offset of a LineString (positive distance to its left) as a
+    MultiLineString of the pieces that stay |distance| away from it."""
+    pieces = _kmath.offset(to_arrays(line)[0], distance, **kwargs)
+    return MultiLineString([p for p in pieces if len(p) >= 2])
+
+
+def buffer(geom, distance, **kwargs):
+    """The region within `distance` of a Polygon, MultiPolygon or LineString
+    (negative distances shrink polygons), built from kmath.offset: outer
+    rings grow, holes shrink, and kmath.boolean puts the pieces together.
+    kwargs: join, miter_limit, chord_tolerance (and cap for lines)."""
+    if geom is None or geom.is_empty:
+        return Polygon()
+    if isinstance(geom, (LineString, LinearRing)) and not geom.is_ring:
+        if distance <= 0:
+            return Polygon()
+        rings = _kmath.offset(to_arrays(geom)[0], distance, outline=True, **kwargs)
+        return _from_layout(_kmath.boolean(rings, [], "normalize_a"))
+    if isinstance(geom, (LineString, LinearRing)):
+        geom = Polygon(geom)
+    kwargs.pop("cap", None)
+    polys = geom.geoms if isinstance(geom, MultiPolygon) else [geom]
+    grown = []
+    for p in polys:
+        ext, *holes = to_arrays(p)
+        region = _kmath.offset(_ccw(ext), -distance, **kwargs)
+        cut = [r for h in holes for r in _kmath.offset(_ccw(h), distance, **kwargs)]
+        grown.append(_kmath.boolean(region, cut, "difference") if cut else region)
+    return _from_layout(_kmath.union_all(grown))
+
+
+def _ccw(ring):
+    return ring if _kmath.area_centroid(ring)["area"] > 0 else np.ascontiguousarray(ring[::-1])
 
 
 def to_arrays_all(geom):
@@ -105,3 +201,6 @@ class GeoSeriesOps:
 
     def convex_hull(self):
         return self._map(convex_hull)
+
+    def buffer(self, distance, **kwargs):
+        return self._map(lambda g: buffer(g, distance, **kwargs))

@@ -58,5 +58,11 @@ void BindShape(py::module_& m);
 void BindTransform(py::module_& m);
 void BindPolyline(py::module_& m);
 void BindPolygon(py::module_& m);
+void BindOrtho(py::module_& m);
+void BindBoolean(py::module_& m);
+void BindCurve(py::module_& m);
+void BindGraph(py::module_& m);
+void BindClassify(py::module_& m);
+void BindCurveFit(py::module_& m);
 
 }  // namespace kmath_py

@@ -8,4 +8,10 @@ PYBIND11_MODULE(_kmath, m) {
   kmath_py::BindTransform(m);
   kmath_py::BindPolyline(m);
   kmath_py::BindPolygon(m);
+  kmath_py::BindOrtho(m);
+  kmath_py::BindBoolean(m);
+  kmath_py::BindCurve(m);
+  kmath_py::BindGraph(m);
+  kmath_py::BindClassify(m);
+  kmath_py::BindCurveFit(m);
 }

@@ -4,8 +4,10 @@ KMATH_BUILD_DIR names the CMake build folder (default: <repo>/build); the
 package is imported from <build>/python.
 """
 
+import functools
 import os
 import pathlib
+import subprocess
 import sys
 
 import pytest
@@ -48,3 +50,30 @@ def reference_program():
     if not exe.exists():
         pytest.fail(f"{exe} is missing: build the project first (cmake --build {BUILD})")
     return exe
+
+
+@functools.lru_cache(maxsize=None)
+def cpp_results(program, name, group="basic"):
+    """{(block, op): [floats]} as the C++ library computes them."""
+    out = subprocess.run([str(program), name, group], check=True, capture_output=True, text=True).stdout
+    results = {}
+    for line in out.splitlines():
+        block, op, *values = line.split()
+        results[(int(block), op)] = [float.fromhex(v) for v in values]
+    return results
+
+
+def same_bits(array, flat):
+    import numpy as np
+
+    a = np.asarray(array, dtype=np.float64).ravel()
+    b = np.array(flat, dtype=np.float64)
+    return a.shape == b.shape and a.tobytes() == b.tobytes()
+
+
+def flat_rings(rings):
+    """The reference program's layout of a list of rings: count, sizes, points."""
+    import numpy as np
+
+    parts = [[len(rings)], [len(r) for r in rings]] + [np.asarray(r, dtype=np.float64).ravel() for r in rings]
+    return np.concatenate([np.asarray(p, dtype=np.float64) for p in parts])

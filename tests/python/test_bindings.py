@@ -2,33 +2,16 @@
 arguments, and their promises on real data."""
 
 import gc
-import subprocess
 import threading
 
 import numpy as np
 import pytest
 
 import kmath
-from conftest import read_xy
+from conftest import cpp_results, read_xy, same_bits
 
 REAL_FILES = ["coins_chain.xy", "horse_crack.xy", "london_buildings.xy", "nc_counties.xy",
               "omap_forest_contours.xy"]
-
-
-def cpp_results(program, name):
-    """{(block, op): [floats]} as the C++ library computes them."""
-    out = subprocess.run([str(program), name], check=True, capture_output=True, text=True).stdout
-    results = {}
-    for line in out.splitlines():
-        block, op, *values = line.split()
-        results[(int(block), op)] = [float.fromhex(v) for v in values]
-    return results
-
-
-def same_bits(array, flat):
-    a = np.asarray(array, dtype=np.float64).ravel()
-    b = np.array(flat, dtype=np.float64)
-    return a.shape == b.shape and a.tobytes() == b.tobytes()
 
 
 @pytest.mark.parametrize("name", REAL_FILES)
@@ -172,3 +155,30 @@ def test_many_calls_keep_the_process_size_flat():
         kmath.contains(rings, pts[:3])
     gc.collect()
     assert rss_bytes() - before < 8 * 1024 * 1024
+
+
+def test_the_other_families_keep_the_process_size_flat():
+    ring = np.array([[0, 0], [10, 0], [10, 6], [4, 6], [4, 9], [0, 9], [0, 0]], float)
+    other = ring + 2.5
+    tree = kmath.DecisionTree([(0, [0.5]), (None, [1, 1.0]), (None, [2, 1.0])], [0])
+    rows = np.random.default_rng(0).uniform(size=(50, 1))
+
+    def calls():
+        kmath.square(ring, 0.5)
+        kmath.boolean([ring], [other], "union")
+        kmath.triangulate(ring)
+        kmath.rasterize([ring], 12, 12)
+        kmath.min_area_rectangle(ring)
+        kmath.dtw_match(ring, other)
+        kmath.centerlines([ring], 1.0, 0.5, half_widths=True)
+        tree.predict(rows)
+
+    for _ in range(500):
+        calls()
+    gc.collect()
+    before = rss_bytes()
+    for _ in range(10000):
+        calls()
+    gc.collect()
+    # One result array left behind per call would be over 10 MB.
+    assert rss_bytes() - before < 2 * 1024 * 1024

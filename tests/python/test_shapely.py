@@ -52,3 +52,25 @@ def test_geoseries_helper_keeps_index_and_crs():
     assert out.crs == series.crs
     for a, b in zip(out, polys):
         assert a.equals(ks.simplify(b, 1.0))
+
+
+def test_polygon_helpers_on_geometries():
+    a = Polygon([(0, 0), (10, 0), (10, 10), (0, 10)], [[(3, 3), (3, 7), (7, 7), (7, 3)]])
+    b = Polygon([(5, -5), (15, -5), (15, 5), (5, 5)])
+    for op, method in (("intersection", "intersection"), ("union", "union"), ("difference", "difference"),
+                       ("symdifference", "symmetric_difference")):
+        ours = ks.boolean(a, b, op)
+        assert ours.is_valid
+        assert ours.symmetric_difference(getattr(a, method)(b)).area < 1e-9, op
+    parts = ks.boolean(a, b, "symdifference")
+    assert isinstance(parts, MultiPolygon)
+    union = ks.union_all([a, b, MultiPolygon([Polygon([(20, 0), (21, 0), (21, 1)])])])
+    assert union.area == pytest.approx(a.union(b).area + 0.5)
+    assert ks.boolean(a, Polygon(), "intersection").is_empty
+    mask = ks.rasterize([a], 12, 12)
+    assert mask.sum() == 100 - 16
+    rect = ks.min_area_rectangle(b)
+    assert rect.symmetric_difference(b).area < 1e-9
+    bar = Polygon([(0, 0), (100, 0), (100, 10), (0, 10)])
+    lines = ks.centerlines(bar, 3.0, 0.5)
+    assert len(lines.geoms) == 1 and lines.length > 80
