@@ -3,12 +3,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
 
 #include "commands.h"
 #include "pipeline.h"
+#include "plgn_convert.h"
 
 namespace kmath_tool {
 
@@ -87,21 +89,129 @@ void AddSimplify(CLI::App& app, Runner& run) {
 void AddSmooth(CLI::App& app, Runner& run) {
   struct Opts {
     CommonOptions common;
+    std::string method = "bezier";
     int iterations = 1;
+    double tolerance = 1.0, cornerAngle = 50.0, chordTol = 0.1, sigma = 2.0, step = 0.5;
   };
   auto o = std::make_shared<Opts>();
   CLI::App* cmd = app.add_subcommand("smooth", "Smooth lines and polygon rings");
-  cmd->footer("Example: kmath smooth contours.gpkg smooth.gpkg --iterations 3");
+  cmd->footer(
+      "Example: kmath smooth traced.gpkg smooth.gpkg --method bezier --tolerance 1 --corner-angle 50\n"
+      "bezier: cubic pieces within --tolerance of every vertex, turns sharper than --corner-angle kept as\n"
+      "corners, flattened within --chord-tol; corners: Gaussian smoothing (--sigma) that keeps corners, ends\n"
+      "and a ring's area; spline: the natural cubic spline through the vertices sampled every --step;\n"
+      "gauss: --iterations passes of three-point (1/4, 1/2, 1/4) smoothing.");
   AddCommonOptions(*cmd, o->common);
-  cmd->add_option("-n,--iterations", o->iterations, "Passes of three-point (1/4, 1/2, 1/4) smoothing")
-      ->check(CLI::Range(1, 1000));
+  cmd->add_option("--method", o->method, "bezier, corners, spline or gauss")
+      ->check(CLI::IsMember({"bezier", "corners", "spline", "gauss"}));
+  cmd->add_option("-t,--tolerance", o->tolerance, "bezier: largest distance from the input vertices")->check(Positive());
+  cmd->add_option("--corner-angle", o->cornerAngle, "bezier, corners: turns sharper than this (degrees) stay corners")
+      ->check(CLI::Range(0.001, 180.0));
+  cmd->add_option("--chord-tol", o->chordTol, "bezier: flattening tolerance")->check(Positive());
+  cmd->add_option("--sigma", o->sigma, "corners: deviation of the Gaussian along the line")->check(Positive());
+  cmd->add_option("--step", o->step, "spline: spacing of the samples")->check(Positive());
+  cmd->add_option("-n,--iterations", o->iterations, "gauss: passes")->check(CLI::Range(1, 1000));
   cmd->callback([o, &run] {
     run = [o] {
       CommandShape shape{"smooth", wkbUnknown, VertexFields()};
-      return RunPerFeature(o->common, shape, [o](Geometry const& g) {
+      double const corner = o->cornerAngle * 3.14159265358979323846 / 180.0;
+      return RunPerFeature(o->common, shape, [o, corner](Geometry const& g) {
         return WithCounts(g, EachRing(g, [&](Ring& r, bool) {
-                            for (int i = 0; i < o->iterations; ++i) Math::GaussSmoothing(r);
+                            if (o->method == "bezier")
+                              Math::BezierSmoothing(r, o->tolerance, corner, o->chordTol);
+                            else if (o->method == "corners")
+                              Math::PolySmoothing(r, o->sigma, corner);
+                            else if (o->method == "spline")
+                              Math::SplineSmoothing(r, o->step);
+                            else
+                              for (int i = 0; i < o->iterations; ++i) Math::GaussSmoothing(r);
                           }));
+      });
+    };
+  });
+}
+
+void AddOffset(CLI::App& app, Runner& run) {
+  struct Opts {
+    CommonOptions common;
+    double distance = 0, miterLimit = 4.0, chordTol = 0.01;
+    std::string join = "round", cap = "round";
+    bool outline = false;
+  };
+  auto o = std::make_shared<Opts>();
+  CLI::App* cmd = app.add_subcommand("offset", "Parallel offset of lines and polygons (a buffer with --outline)");
+  cmd->footer(
+      "Examples: kmath offset roads.gpkg kerbs.gpkg --distance 3.5 --join miter\n"
+      "          kmath offset roads.gpkg corridors.gpkg --distance 10 --outline --cap flat\n"
+      "          kmath offset parcels.gpkg setback.gpkg --distance -2\n"
+      "Lines: positive is left of the direction of travel. Polygons: positive grows, negative shrinks\n"
+      "(a polygon shrunk away is dropped; a narrow neck splits it).");
+  AddCommonOptions(*cmd, o->common);
+  cmd->add_option("-d,--distance", o->distance, "Signed offset distance (map units)")->required();
+  cmd->add_option("--join", o->join, "round, miter or bevel")->check(CLI::IsMember({"round", "miter", "bevel"}));
+  cmd->add_option("--miter-limit", o->miterLimit, "Miter points further than this many distances are bevelled")
+      ->check(Positive());
+  cmd->add_option("--chord-tol", o->chordTol, "Largest distance of round joins' chords from the arc")->check(Positive());
+  cmd->add_flag("--outline", o->outline, "Lines: the closed outline at |distance| around them");
+  cmd->add_option("--cap", o->cap, "With --outline: round, flat or square ends")
+      ->check(CLI::IsMember({"round", "flat", "square"}));
+  cmd->callback([o, &run] {
+    if (!(o->distance != 0) || !std::isfinite(o->distance))
+      throw CLI::ValidationError("--distance", "must be a non-zero number");
+    run = [o] {
+      Math::COffsetParams params;
+      params.eJoin = o->join == "miter" ? Math::JoinMiter : o->join == "bevel" ? Math::JoinBevel : Math::JoinRound;
+      params.dMiterLimit = o->miterLimit;
+      params.dChordTol = o->chordTol;
+      params.bOutline = o->outline;
+      params.eCap = o->cap == "flat" ? Math::CapFlat : o->cap == "square" ? Math::CapSquare : Math::CapRound;
+      bool const toPolygons = o->outline;
+      CommandShape shape{"offset", toPolygons ? wkbMultiPolygon : wkbUnknown, {}};
+      return RunPerFeature(o->common, shape, [o, params, toPolygons](Geometry const& g) {
+        Geometry out;
+        if (g.kind == GeomKind::Polygon) {
+          // Each part grown or shrunk as a whole: its outer ring and holes
+          // together (a counter-clockwise outer ring grows outward under a
+          // negative left offset, so the sign is turned for it).
+          out.kind = GeomKind::Polygon;
+          for (auto const& part : g.parts) {
+            Math::CMultiPlgnUnion u(true);
+            for (std::size_t r = 0; r < part.size(); ++r) {
+              Ring ring = part[r];
+              if (!IsClosed(ring)) ring.push_back(ring.front());
+              // Orient outer rings counter-clockwise and holes clockwise so
+              // that "left" is the inside of the area for every ring.
+              bool const ccw = SignedArea(ring) > 0;
+              if (ccw != (r == 0)) std::reverse(ring.begin(), ring.end());
+              std::vector<std::vector<CPointD>> pieces;
+              if (!Math::PolyOffset(ring, -o->distance, params, pieces))
+                return FeatureResult::Error("the offset is not defined for this ring");
+              for (auto const& p : pieces) u.AddContour(p.data(), static_cast<unsigned>(p.size()), false, true);
+            }
+            Geometry const grown = FromPlgn(u());
+            for (auto const& gp : grown.parts) out.parts.push_back(gp);
+          }
+        } else if (g.kind == GeomKind::Line) {
+          out.kind = toPolygons ? GeomKind::Polygon : GeomKind::Line;
+          for (auto const& part : g.parts) {
+            std::vector<std::vector<CPointD>> pieces;
+            if (!Math::PolyOffset(part[0], o->distance, params, pieces))
+              return FeatureResult::Error("the offset is not defined for this line");
+            if (toPolygons) {
+              CStdPlgn rings;
+              for (auto& p : pieces) rings.emplace_back(std::move(p));
+              Geometry const poly = FromPlgn(rings);
+              for (auto const& gp : poly.parts) out.parts.push_back(gp);
+            } else {
+              for (auto& p : pieces) out.parts.push_back({std::move(p)});
+            }
+          }
+        } else {
+          return FeatureResult::Error("offset takes lines and polygons");
+        }
+        FeatureResult r;
+        if (!out.parts.empty()) r.outputs.push_back(FeatureOutput{std::move(out), {}});
+        return r;
       });
     };
   });
@@ -373,6 +483,7 @@ void AddShapeCommands(CLI::App& app, Runner& run) {
   AddRect(app, run);
   AddSimplify(app, run);
   AddSmooth(app, run);
+  AddOffset(app, run);
   AddDensify(app, run);
   AddHull(app, run);
   AddCircle(app, run);
