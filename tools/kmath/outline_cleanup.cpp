@@ -2,6 +2,8 @@
 
 #include <math/kmath.h>
 
+#include <cmath>
+
 namespace kmath_tool {
 
 namespace {
@@ -16,8 +18,28 @@ bool Square(Ring& ring, CleanupOptions const& o) {
 // Cubic pieces fitted to the traced staircase itself (not its reduction:
 // the fit wants every pixel step), within a pixel, corners sharper than
 // 50 degrees kept, flattened within a tenth of a pixel.
+// The fit holds the curve to the polyline's vertices only; a traced outline
+// merges collinear pixel edges into long segments (along the raster's border,
+// say), between whose ends an unconstrained curve would bulge. Points every
+// pixel along them keep the curve on the trace.
+Ring SplitLongSegments(Ring const& ring, double step) {
+  Ring out;
+  out.reserve(ring.size());
+  for (std::size_t i = 0; i + 1 < ring.size(); ++i) {
+    CPointD const a = ring[i], b = ring[i + 1];
+    out.push_back(a);
+    int const pieces = static_cast<int>(std::ceil(std::hypot(b.x - a.x, b.y - a.y) / step));
+    for (int k = 1; k < pieces; ++k) out.push_back(a + (b - a) * (static_cast<double>(k) / pieces));
+  }
+  if (!ring.empty()) out.push_back(ring.back());
+  return out;
+}
+
 bool Smooth(Ring& ring, CleanupOptions const& o) {
-  return Math::BezierSmoothing(ring, o.smoothTolerance, o.cornerAngle, o.chordTolerance);
+  Ring dense = SplitLongSegments(ring, 1.0);
+  if (!Math::BezierSmoothing(dense, o.smoothTolerance, o.cornerAngle, o.chordTolerance)) return false;
+  ring = std::move(dense);
+  return true;
 }
 
 }  // namespace
