@@ -269,10 +269,10 @@ void Matrix(kfuzz::CInput& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   kfuzz::CInput in(data, size);
+  std::vector<CPointD> const pts = in.Points(2048);
   Lines(in);
   Solvers(in);
   Matrix(in);
-  std::vector<CPointD> const pts = in.Points(2048);
   Fits(in, pts);
   Hull(pts, false);
   // The same points on a 1/1024 lattice within +-2^20: there every turn the
