@@ -6,10 +6,10 @@
 //
 // Layout of an input: FuzzedDataProvider takes control values (selectors,
 // counts, flags) from the END of the buffer and raw payload (doubles, ints)
-// from the FRONT. A seed made of little-endian coordinates followed by zero
-// bytes therefore decodes as exactly those coordinates, with every selector
-// 0 (= "raw value") and every count 0 (= "as many as the payload holds"):
-// tools/make-seeds in scripts/fuzz writes the corpora that way.
+// from the FRONT. A seed made of little-endian coordinates followed by
+// control bytes whose selectors are 0 (= "raw value") therefore decodes as
+// exactly those coordinates: make_seeds.py writes the corpora that way, and a
+// count of 0 reads as many points as the payload holds.
 //
 // Every target is a file <family>_fuzz.cpp defining LLVMFuzzerTestOneInput;
 // it runs all the family's entry points on one decoded input and checks the
