@@ -31,8 +31,10 @@ class KMATH_API CRawMoments {
   // i = 1..n-1. No closing edge is added: pass a closed ring (first point
   // repeated at the end). Either orientation gives the moments of the
   // positively oriented polygon. Order 3 on success; order 0 with every
-  // moment 0 when |area| <= FLT_EPS (fewer than two points, a collinear or
-  // zero-area ring) or the area is not finite (NaN or infinite input).
+  // moment 0 when twice the area is at most FLT_EPS (fewer than two points,
+  // a collinear or zero-area ring) or the area is not finite (NaN or
+  // infinite input). So a record with an area in (FLT_EPS / 2, FLT_EPS)
+  // has order 3 and is still not IsValid.
   CRawMoments(CPointD const* pts, unsigned n);
 
   // Adds the integer point p with weight w: m00, m10, m01 and m11 at every
