@@ -21,6 +21,7 @@
 #include <math/dtw.h>
 
 #include <math/polygon.h>
+#include <math/prepared.h>
 
 #include <math/fillpoly.h>
 
