@@ -38,3 +38,10 @@ endif()
 if(KMATH_HAVE_OPENCV)
   add_library(kmath_peer::opencv ALIAS kmath_peer_opencv)
 endif()
+
+# CGAL (header-only, with GMP behind its exact predicates) for the peer
+# comparison harness only.
+find_package(CGAL QUIET)
+if(CGAL_FOUND)
+  set(KMATH_HAVE_CGAL ON)
+endif()
