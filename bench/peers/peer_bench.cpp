@@ -178,7 +178,7 @@ std::vector<CPipCase> const& PipCases(std::size_t perPolygon) {
 // even-odd rule), so each library fills a single polygon.
 constexpr int kFillSide = 4096;
 std::vector<tagPOINT> FillPolygon(std::size_t n) {
-  Polys const rings = Take(GeoPool(), n, 0.0);
+  Polys const rings = Take(GeoPool(), n, 40.0);
   double x0 = HUGE_VAL, y0 = HUGE_VAL, x1 = -HUGE_VAL, y1 = -HUGE_VAL;
   for (auto const& r : rings) {
     for (auto const& p : r) x0 = std::min(x0, p.x), y0 = std::min(y0, p.y), x1 = std::max(x1, p.x), y1 = std::max(y1, p.y);
@@ -589,6 +589,7 @@ void CheckMoments(std::size_t n) {
         Fmt("worst relative area difference %.2g, Hu %.2g", worstArea, worstHu));
 }
 
+// Area and centroid together, the job of CAreaMoments1.
 void CheckArea(std::size_t n) {
   Polys const rings = TracedRings(n);
   CGeos g;
@@ -597,14 +598,21 @@ void CheckArea(std::size_t n) {
     Math::CAreaMoments1 const a(r.data(), static_cast<unsigned>(r.size()));
     double const ka = std::abs(a.dArea);
     GEOSGeometry* p = g.Polygon(r);
-    double ga = 0;
+    double ga = 0, gx = 0, gy = 0;
     GEOSArea_r(*g, p, &ga);
+    GEOSGeometry* c = GEOSGetCentroid_r(*g, p);
+    GEOSGeomGetX_r(*g, c, &gx);
+    GEOSGeomGetY_r(*g, c, &gy);
+    g.Free(c);
     g.Free(p);
-    worst[0] = std::max(worst[0], RelDiff(ka, ga));
-    worst[1] = std::max(worst[1], RelDiff(ka, std::abs(bg::area(ToBgRing(r)))));
+    BgPt bc(0, 0);
+    BgRing const br = ToBgRing(r);
+    bg::centroid(br, bc);
+    worst[0] = std::max({worst[0], RelDiff(ka, ga), RelDiff(a.dCx, gx), RelDiff(a.dCy, gy)});
+    worst[1] = std::max({worst[1], RelDiff(ka, std::abs(bg::area(br))), RelDiff(a.dCx, bc.x()), RelDiff(a.dCy, bc.y())});
   }
-  Agree("area", "geos", n, worst[0] <= 1e-9, Fmt("worst relative area difference %.2g", worst[0]));
-  Agree("area", "boost", n, worst[1] <= 1e-9, Fmt("worst relative area difference %.2g", worst[1]));
+  Agree("area", "geos", n, worst[0] <= 1e-9, Fmt("worst relative difference of area and centroid %.2g", worst[0]));
+  Agree("area", "boost", n, worst[1] <= 1e-9, Fmt("worst relative difference of area and centroid %.2g", worst[1]));
 }
 
 void BM_Moments_Kmath(benchmark::State& state) {
@@ -651,6 +659,7 @@ void BM_Area_Geos(benchmark::State& state) {
     for (auto* p : polys) {
       GEOSArea_r(*g, p, &a);
       benchmark::DoNotOptimize(a);
+      g.Free(GEOSGetCentroid_r(*g, p));
     }
   }
   for (auto* p : polys) g.Free(p);
@@ -661,7 +670,12 @@ void BM_Area_Boost(benchmark::State& state) {
   std::vector<BgRing> in;
   for (auto const& r : rings) in.push_back(ToBgRing(r));
   for (auto _ : state) {
-    for (auto const& r : in) benchmark::DoNotOptimize(bg::area(r));
+    for (auto const& r : in) {
+      BgPt c(0, 0);
+      bg::centroid(r, c);
+      benchmark::DoNotOptimize(bg::area(r));
+      benchmark::DoNotOptimize(c);
+    }
   }
 }
 
@@ -913,13 +927,15 @@ void WriteAgreements(std::string const& path) {
 }  // namespace
 
 // Own options, taken out before Google Benchmark reads the rest:
-//   --sizes=1e3,1e4,...   vertex counts (queries for pip) of every operation
+//   --sizes=1e3,1e4,...   vertex counts of every operation but pip
+//   --pip_sizes=N,...     queries over the 15 polygons for the prepared forms
 //   --pip_plain_size=N    queries for the plain point-in-polygon walks
 //   --ops=reduce,hull,... which operations (default all)
 //   --agreement_out=FILE  the agreement checks as JSON
 //   --skip_agreement      time only
 int main(int argc, char** argv) {
   std::vector<std::size_t> sizes = {1000, 10000, 100000, 1000000};
+  std::vector<std::size_t> pipSizes = {15000, 150000, 1500000};
   std::size_t pipPlain = 150;
   std::set<std::string> ops;
   std::string agreementOut;
@@ -932,6 +948,8 @@ int main(int argc, char** argv) {
     };
     if (!value("--sizes=").empty()) {
       sizes = ParseSizes(value("--sizes="));
+    } else if (!value("--pip_sizes=").empty()) {
+      pipSizes = ParseSizes(value("--pip_sizes="));
     } else if (!value("--pip_plain_size=").empty()) {
       pipPlain = ParseSizes(value("--pip_plain_size="))[0];
     } else if (!value("--ops=").empty()) {
@@ -947,13 +965,14 @@ int main(int argc, char** argv) {
   }
   for (auto const& op : Ops()) {
     if (!ops.empty() && !ops.count(op.name)) continue;
-    bool const plain = std::string(op.name) == "pip-plain";
-    std::vector<std::size_t> const mine = plain ? std::vector<std::size_t>{pipPlain} : sizes;
+    std::string const name = op.name;
+    std::vector<std::size_t> const mine =
+        name == "pip-plain" ? std::vector<std::size_t>{pipPlain} : name == "pip" ? pipSizes : sizes;
     for (std::size_t n : mine) {
       if (agreement && op.check) op.check(n);
       for (auto const& [lib, fn] : op.libs) {
-        std::string const name = std::string(op.name) + "/" + lib;
-        benchmark::RegisterBenchmark(name.c_str(), fn)->Arg(static_cast<int64_t>(n))->Unit(benchmark::kMillisecond);
+        std::string const bench = name + "/" + lib;
+        benchmark::RegisterBenchmark(bench.c_str(), fn)->Arg(static_cast<int64_t>(n))->Unit(benchmark::kMillisecond);
       }
     }
   }
