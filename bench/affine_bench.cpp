@@ -8,6 +8,8 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
+
 #ifdef KMATH_BENCH_HAVE_OPENCV
 #include <opencv2/core.hpp>
 #endif
@@ -36,8 +38,7 @@ void BM_AffineDirectMap(benchmark::State& state) {
     benchmark::DoNotOptimize(dst.data());
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_AffineDirectMap)->RangeMultiplier(32)->Range(1 << 10, 1 << 20)->Arg(1000000)->Complexity(benchmark::oN);
 
@@ -49,7 +50,9 @@ void BM_AffineFit(benchmark::State& state) {
   std::vector<Math::CRefPoint> rps(n);
   for (std::size_t i = 0; i < n; ++i) {
     CPointD const& s = src[i];
-    rps[i] = {s, {kGeo[0] * s.x + kGeo[1] * s.y + kGeo[2] + noise(rng), kGeo[3] * s.x + kGeo[4] * s.y + kGeo[5] + noise(rng)}};
+    rps[i] = {
+        s,
+        {kGeo[0] * s.x + kGeo[1] * s.y + kGeo[2] + noise(rng), kGeo[3] * s.x + kGeo[4] * s.y + kGeo[5] + noise(rng)}};
   }
   Math::CAffineParams p;
   for (auto _ : state) {
@@ -57,8 +60,7 @@ void BM_AffineFit(benchmark::State& state) {
     benchmark::DoNotOptimize(ok);
     benchmark::DoNotOptimize(p);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_AffineFit)->RangeMultiplier(16)->Range(16, 1 << 20)->Complexity(benchmark::oN);
 
@@ -74,8 +76,7 @@ void BM_OpenCVTransform(benchmark::State& state) {
     benchmark::DoNotOptimize(dst.data);
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * n);
-  state.SetComplexityN(n);
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_OpenCVTransform)->RangeMultiplier(32)->Range(1 << 10, 1 << 20)->Arg(1000000)->Complexity(benchmark::oN);
 #endif

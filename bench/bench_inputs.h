@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -35,10 +36,14 @@ inline std::vector<CPointD> TracedWalk(std::size_t n, bool corners = false) {
   return pts;
 }
 
-// Items per second and the size for the complexity fit.
-inline void SetCounts(benchmark::State& state, std::size_t n) {
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+// The counters of every benchmark: `items` processed per iteration (for the
+// items-per-second rate) and `n`, the size the complexity fit runs against.
+inline void SetCounts(benchmark::State& state, std::size_t items, std::size_t n) {
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(items));
   state.SetComplexityN(static_cast<int64_t>(n));
 }
+
+// The common case: the size is what each iteration processes.
+inline void SetCounts(benchmark::State& state, std::size_t n) { SetCounts(state, n, n); }
 
 }  // namespace kmath_bench

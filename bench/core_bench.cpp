@@ -55,14 +55,19 @@ void TimeHull(benchmark::State& state, std::vector<CPointD> const& input) {
   kmath_bench::SetCounts(state, input.size());
 }
 
-void BM_ConvexHull_Random(benchmark::State& state) { TimeHull(state, RandomSquare(static_cast<std::size_t>(state.range(0)))); }
-void BM_ConvexHull_Circle(benchmark::State& state) { TimeHull(state, OnCircle(static_cast<std::size_t>(state.range(0)))); }
+void BM_ConvexHull_Random(benchmark::State& state) {
+  TimeHull(state, RandomSquare(static_cast<std::size_t>(state.range(0))));
+}
+void BM_ConvexHull_Circle(benchmark::State& state) {
+  TimeHull(state, OnCircle(static_cast<std::size_t>(state.range(0))));
+}
 BENCHMARK(BM_ConvexHull_Random)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oNLogN);
 BENCHMARK(BM_ConvexHull_Circle)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oNLogN);
 
 void BM_ConvexHull_Horse(benchmark::State& state) {
   std::vector<CPointD> input;
-  for (auto const& poly : kmath_test::LoadPolylines("horse_crack.xy")) input.insert(input.end(), poly.begin(), poly.end());
+  for (auto const& poly : kmath_test::LoadPolylines("horse_crack.xy"))
+    input.insert(input.end(), poly.begin(), poly.end());
   TimeHull(state, input);
 }
 BENCHMARK(BM_ConvexHull_Horse);
@@ -79,8 +84,7 @@ void PeerHullBench(benchmark::State& state, std::vector<CPointD> (*make)(std::si
     bg::convex_hull(mp, hull);
     benchmark::DoNotOptimize(hull.outer().data());
   }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-  state.SetComplexityN(state.range(0));
+  kmath_bench::SetCounts(state, static_cast<std::size_t>(state.range(0)));
 }
 
 void BM_BoostConvexHull_Random(benchmark::State& state) { PeerHullBench(state, RandomSquare); }
@@ -96,8 +100,7 @@ void BM_CPtStat_AddPoints(benchmark::State& state) {
     stat.AddPoints(pts.data(), static_cast<int>(pts.size()));
     benchmark::DoNotOptimize(stat);
   }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-  state.SetComplexityN(state.range(0));
+  kmath_bench::SetCounts(state, static_cast<std::size_t>(state.range(0)));
 }
 BENCHMARK(BM_CPtStat_AddPoints)->RangeMultiplier(8)->Range(16, 1 << 16)->Complexity(benchmark::oN);
 
@@ -110,7 +113,7 @@ void BM_CPtStat_InitLine(benchmark::State& state) {
     benchmark::DoNotOptimize(stat.InitLine(f));
     benchmark::DoNotOptimize(f);
   }
-  state.SetItemsProcessed(state.iterations());
+  kmath_bench::SetCounts(state, 1);
 }
 BENCHMARK(BM_CPtStat_InitLine);
 
@@ -133,9 +136,9 @@ void BM_CEdgeToEdge_CrossData(benchmark::State& state) {
     benchmark::DoNotOptimize(ee.CrossData(bounded));
     ++i;
   }
-  state.SetItemsProcessed(state.iterations());
+  kmath_bench::SetCounts(state, 1);
 }
-BENCHMARK(BM_CEdgeToEdge_CrossData)->Arg(0)->Arg(1);
+BENCHMARK(BM_CEdgeToEdge_CrossData)->ArgsProduct({{0, 1}});
 
 void BM_CEdgeToEdge_HasCross(benchmark::State& state) {
   std::vector<Math::CEdge> const edges = RandomEdges();
@@ -144,7 +147,7 @@ void BM_CEdgeToEdge_HasCross(benchmark::State& state) {
     benchmark::DoNotOptimize(Math::CEdgeToEdge(edges[i & 4095], edges[(i + 1) & 4095]).HasCross());
     ++i;
   }
-  state.SetItemsProcessed(state.iterations());
+  kmath_bench::SetCounts(state, 1);
 }
 BENCHMARK(BM_CEdgeToEdge_HasCross);
 

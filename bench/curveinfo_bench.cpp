@@ -31,8 +31,7 @@ void BM_CurveInfo(benchmark::State& state) {
   auto const n = static_cast<std::size_t>(state.range(1));
   auto const poly = SmoothedWalk(n);
   std::vector<Math::poly_hit> hits;
-  for (std::size_t i = 0; i < positions; ++i)
-    hits.emplace_back(static_cast<int>(i * (n - 1) / positions), 0.37);
+  for (std::size_t i = 0; i < positions; ++i) hits.emplace_back(static_cast<int>(i * (n - 1) / positions), 0.37);
   double sum = 0;
   for (auto _ : state) {
     for (auto const& h : hits) {
@@ -43,7 +42,7 @@ void BM_CurveInfo(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(sum);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(positions));
+  kmath_bench::SetCounts(state, positions);
 }
 BENCHMARK(BM_CurveInfo)
     ->Args({100, 100000})
@@ -70,8 +69,8 @@ void BM_PolyEndDirections(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(sum);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(pieces));
+  kmath_bench::SetCounts(state, pieces);
 }
-BENCHMARK(BM_PolyEndDirections)->Arg(25)->Arg(100)->Arg(400)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PolyEndDirections)->ArgsProduct({{25, 100, 400}})->Unit(benchmark::kMillisecond);
 
 }  // namespace

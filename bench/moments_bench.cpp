@@ -101,7 +101,7 @@ void BM_PolygonMomentsShorelines(benchmark::State& state) {
       benchmark::DoNotOptimize(m);
     }
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_PolygonMomentsShorelines);
 
@@ -120,7 +120,11 @@ void BM_AddPointMask(benchmark::State& state) {
   }
   SetCounts(state, mask.size());
 }
-BENCHMARK(BM_AddPointMask)->RangeMultiplier(4)->Range(256, 4096)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_AddPointMask)
+    ->RangeMultiplier(4)
+    ->Range(256, 4096)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 
 #ifdef KMATH_BENCH_HAVE_OPENCV
 void BM_OpenCVContourMoments(benchmark::State& state) {
@@ -145,7 +149,11 @@ void BM_OpenCVImageMoments(benchmark::State& state) {
   }
   SetCounts(state, mask.size());
 }
-BENCHMARK(BM_OpenCVImageMoments)->RangeMultiplier(4)->Range(256, 4096)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_OpenCVImageMoments)
+    ->RangeMultiplier(4)
+    ->Range(256, 4096)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 #endif
 
 }  // namespace

@@ -3,9 +3,11 @@
 // show the n log n growth. GEOS's Douglas-Peucker simplification and
 // OpenCV's approxPolyDP are the baselines on the same synthetic input.
 #include <math/polyapprox.h>
+#include <math/smoothing.h>
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -41,8 +43,7 @@ void BM_GetInflections_TracedWalk(benchmark::State& state) {
     benchmark::DoNotOptimize(idx.data());
   }
   state.counters["kept"] = static_cast<double>(idx.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_GetInflections_TracedWalk)
     ->ArgsProduct({{1000, 10000, 100000, 1000000}, {0}})
@@ -68,7 +69,7 @@ void BM_PolyApprox_RealData(benchmark::State& state, char const* file, double to
   }
   state.counters["vertices"] = static_cast<double>(total);
   state.counters["kept"] = static_cast<double>(kept);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(total));
+  kmath_bench::SetCounts(state, total);
 }
 BENCHMARK_CAPTURE(BM_PolyApprox_RealData, horse_crack, "horse_crack.xy", 1.0)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_PolyApprox_RealData, coins_chain, "coins_chain.xy", 1.0)->Unit(benchmark::kMicrosecond);
@@ -77,6 +78,38 @@ BENCHMARK_CAPTURE(BM_PolyApprox_RealData, ccitt2_centerlines, "ccitt2_centerline
 BENCHMARK_CAPTURE(BM_PolyApprox_RealData, soho_buildings_crack, "soho_buildings_crack.xy", 1.0)
     ->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_PolyApprox_RealData, ccitt1_crack, "ccitt1_crack.xy", 1.0)->Unit(benchmark::kMicrosecond);
+
+// A chord limit on a long, nearly straight line: the deviations are all
+// rounding noise. The line from the report, resampled at step 2 (264779
+// vertices) and its prefixes, against a traced walk of as many vertices with
+// the same tolerances: the two should cost alike.
+std::vector<CPointD> NearlyStraightLine(std::size_t n) {
+  std::vector<CPointD> p{{181273.64417963702, 529555.4412286698}, {181261.1773580086, 0}};
+  Math::PolyResample(p, 2.0);
+  p.resize(std::min(n, p.size()));
+  return p;
+}
+
+void BM_GetInflections_ChordLimit(benchmark::State& state, bool straight) {
+  auto const n = static_cast<std::size_t>(state.range(0));
+  auto const pts = straight ? NearlyStraightLine(n) : TracedWalk(n);
+  Math::CPolyApprox const approx(10.0, 5.0);
+  std::vector<int> idx;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(approx.GetInflections(pts.data(), static_cast<unsigned>(pts.size()), idx));
+    benchmark::DoNotOptimize(idx.data());
+  }
+  state.counters["kept"] = static_cast<double>(idx.size());
+  kmath_bench::SetCounts(state, pts.size());
+}
+BENCHMARK_CAPTURE(BM_GetInflections_ChordLimit, nearly_straight, true)
+    ->ArgsProduct({{16384, 65536, 264779}})
+    ->Complexity(benchmark::oNLogN)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_GetInflections_ChordLimit, traced_walk, false)
+    ->ArgsProduct({{16384, 65536, 264779}})
+    ->Complexity(benchmark::oNLogN)
+    ->Unit(benchmark::kMillisecond);
 
 #ifdef KMATH_BENCH_HAVE_GEOS
 void BM_GeosSimplify_TracedWalk(benchmark::State& state) {
@@ -96,8 +129,7 @@ void BM_GeosSimplify_TracedWalk(benchmark::State& state) {
   state.counters["kept"] = kept;
   GEOSGeom_destroy_r(ctx, line);
   GEOS_finish_r(ctx);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_GeosSimplify_TracedWalk)
     ->RangeMultiplier(10)
@@ -118,8 +150,7 @@ void BM_OpenCVApproxPolyDP_TracedWalk(benchmark::State& state) {
     benchmark::DoNotOptimize(out.data());
   }
   state.counters["kept"] = static_cast<double>(out.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_OpenCVApproxPolyDP_TracedWalk)
     ->RangeMultiplier(10)

@@ -12,6 +12,7 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
 #include "xy_reader.h"
 
 #ifdef KMATH_BENCH_HAVE_BOOST_GEOMETRY
@@ -77,7 +78,8 @@ std::size_t Vertices(CStdPlgn const& p) {
 
 CRectD Box(std::vector<CPointD> const& pts) {
   CRectD b{HUGE_VAL, HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-  for (auto const& p : pts) b = {std::min(b.left, p.x), std::min(b.top, p.y), std::max(b.right, p.x), std::max(b.bottom, p.y)};
+  for (auto const& p : pts)
+    b = {std::min(b.left, p.x), std::min(b.top, p.y), std::max(b.right, p.x), std::max(b.bottom, p.y)};
   return b;
 }
 
@@ -117,10 +119,12 @@ void BM_PtInsideRing(benchmark::State& state) {
     benchmark::DoNotOptimize(in);
   }
   state.counters["vertices"] = static_cast<double>(ring.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kQueries));
-  state.SetComplexityN(static_cast<int64_t>(ring.size()));
+  kmath_bench::SetCounts(state, kQueries, ring.size());
 }
-BENCHMARK(BM_PtInsideRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_PtInsideRing)
+    ->ArgsProduct({{100, 1000, 5000, 50000}})
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 
 // Every closed shoreline as one polygon, 146 thousand vertices.
 void BM_PtInsidePolygon(benchmark::State& state) {
@@ -132,9 +136,9 @@ void BM_PtInsidePolygon(benchmark::State& state) {
     benchmark::DoNotOptimize(in);
   }
   state.counters["vertices"] = static_cast<double>(Vertices(plg));
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * pts.size()));
+  kmath_bench::SetCounts(state, pts.size());
 }
-BENCHMARK(BM_PtInsidePolygon)->Arg(1000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PtInsidePolygon)->ArgsProduct({{1000, 200000}})->Unit(benchmark::kMillisecond);
 
 #ifdef KMATH_BENCH_HAVE_BOOST_GEOMETRY
 namespace bg = boost::geometry;
@@ -158,10 +162,12 @@ void BM_BoostWithinRing(benchmark::State& state) {
     for (auto const& p : pts) in += bg::within(BgPt(p.x, p.y), poly);
     benchmark::DoNotOptimize(in);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kQueries));
-  state.SetComplexityN(static_cast<int64_t>(ring.size()));
+  kmath_bench::SetCounts(state, kQueries, ring.size());
 }
-BENCHMARK(BM_BoostWithinRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_BoostWithinRing)
+    ->ArgsProduct({{100, 1000, 5000, 50000}})
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 #endif
 
 #ifdef KMATH_BENCH_HAVE_GEOS
@@ -173,9 +179,7 @@ class CGeos {
   CGeos& operator=(CGeos const&) = delete;
   GEOSContextHandle_t get() const { return m_h; }
 
-  GEOSGeometry* Line(std::vector<CPointD> const& pts) const {
-    return GEOSGeom_createLineString_r(m_h, Seq(pts));
-  }
+  GEOSGeometry* Line(std::vector<CPointD> const& pts) const { return GEOSGeom_createLineString_r(m_h, Seq(pts)); }
   GEOSGeometry* Polygon(std::vector<CPointD> const& ring) const {
     return GEOSGeom_createPolygon_r(m_h, GEOSGeom_createLinearRing_r(m_h, Seq(ring)), nullptr, 0);
   }
@@ -210,10 +214,9 @@ void BM_GeosPreparedContainsRing(benchmark::State& state) {
   for (auto* q : geoms) GEOSGeom_destroy_r(g.get(), q);
   GEOSPreparedGeom_destroy_r(g.get(), prep);
   GEOSGeom_destroy_r(g.get(), poly);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kQueries));
-  state.SetComplexityN(static_cast<int64_t>(ring.size()));
+  kmath_bench::SetCounts(state, kQueries, ring.size());
 }
-BENCHMARK(BM_GeosPreparedContainsRing)->Arg(100)->Arg(1000)->Arg(5000)->Arg(50000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GeosPreparedContainsRing)->ArgsProduct({{100, 1000, 5000, 50000}})->Unit(benchmark::kMillisecond);
 #endif
 
 // ---------------------------------------------------------- ClipPolyByRect
@@ -236,8 +239,7 @@ void BM_ClipPolyByRect(benchmark::State& state) {
   }
   state.counters["vertices"] = static_cast<double>(n);
   state.counters["pieces"] = static_cast<double>(polys.size());
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 BENCHMARK(BM_ClipPolyByRect)
     ->ArgsProduct({{1000, 10000, 60000, 200000}, {0, 1}})
@@ -260,10 +262,9 @@ void BM_BoostIntersectRingsWithBox(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(parts);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Vertices(src)));
-  state.SetComplexityN(static_cast<int64_t>(Vertices(src)));
+  kmath_bench::SetCounts(state, Vertices(src));
 }
-BENCHMARK(BM_BoostIntersectRingsWithBox)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BoostIntersectRingsWithBox)->ArgsProduct({{1000, 10000, 60000, 200000}})->Unit(benchmark::kMillisecond);
 #endif
 
 #ifdef KMATH_BENCH_HAVE_GEOS
@@ -283,9 +284,9 @@ void BM_GeosClipByRectLines(benchmark::State& state) {
     benchmark::DoNotOptimize(made);
   }
   for (auto* l : lines) GEOSGeom_destroy_r(g.get(), l);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Vertices(src)));
+  kmath_bench::SetCounts(state, Vertices(src));
 }
-BENCHMARK(BM_GeosClipByRectLines)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GeosClipByRectLines)->ArgsProduct({{1000, 10000, 60000, 200000}})->Unit(benchmark::kMillisecond);
 #endif
 
 // ------------------------------------------------------------- CSplitPoly1
@@ -297,10 +298,12 @@ void BM_SplitPolyBuild(benchmark::State& state) {
     Math::CSplitPoly1 split(plg, false);
     benchmark::DoNotOptimize(&split);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * Vertices(plg)));
-  state.SetComplexityN(static_cast<int64_t>(Vertices(plg)));
+  kmath_bench::SetCounts(state, Vertices(plg));
 }
-BENCHMARK(BM_SplitPolyBuild)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oNLogN);
+BENCHMARK(BM_SplitPolyBuild)
+    ->ArgsProduct({{1000, 10000, 60000, 200000}})
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oNLogN);
 
 // A walk of m steps against every shoreline (146 thousand vertices).
 void BM_SplitPolyWalk(benchmark::State& state) {
@@ -316,10 +319,13 @@ void BM_SplitPolyWalk(benchmark::State& state) {
     benchmark::DoNotOptimize(pieces);
   }
   state.counters["pieces"] = static_cast<double>(pieces);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * m));
-  state.SetComplexityN(static_cast<int64_t>(m));
+  kmath_bench::SetCounts(state, m);
 }
-BENCHMARK(BM_SplitPolyWalk)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+BENCHMARK(BM_SplitPolyWalk)
+    ->RangeMultiplier(10)
+    ->Range(100, 100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity(benchmark::oN);
 
 // A fixed walk of 1000 steps against polygons of growing size.
 void BM_SplitPolyPolygonSize(benchmark::State& state) {
@@ -332,9 +338,9 @@ void BM_SplitPolyPolygonSize(benchmark::State& state) {
     benchmark::DoNotOptimize(in.data());
   }
   state.counters["vertices"] = static_cast<double>(Vertices(plg));
-  state.SetComplexityN(static_cast<int64_t>(Vertices(plg)));
+  kmath_bench::SetCounts(state, walk.size(), Vertices(plg));
 }
-BENCHMARK(BM_SplitPolyPolygonSize)->Arg(1000)->Arg(10000)->Arg(60000)->Arg(200000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SplitPolyPolygonSize)->ArgsProduct({{1000, 10000, 60000, 200000}})->Unit(benchmark::kMillisecond);
 
 #ifdef KMATH_BENCH_HAVE_GEOS
 // The same split by GEOS overlay: intersection and difference of the walk
@@ -355,9 +361,9 @@ void BM_GeosSplitWalk(benchmark::State& state) {
   }
   GEOSGeom_destroy_r(g.get(), line);
   GEOSGeom_destroy_r(g.get(), mp);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * m));
+  kmath_bench::SetCounts(state, m);
 }
-BENCHMARK(BM_GeosSplitWalk)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GeosSplitWalk)->ArgsProduct({{100, 10000}})->Unit(benchmark::kMillisecond);
 #endif
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "bench_inputs.h"
+
 namespace {
 
 // Scan of a map sheet to a reference raster: pixel scale on both sides,
@@ -34,10 +36,9 @@ void BM_SqrTransFit(benchmark::State& state) {
     benchmark::DoNotOptimize(ok);
     benchmark::DoNotOptimize(t);
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
-BENCHMARK(BM_SqrTransFit)->Arg(16)->Arg(100)->Arg(1000)->Arg(10000)->Arg(100000)->Complexity(benchmark::oN);
+BENCHMARK(BM_SqrTransFit)->ArgsProduct({{16, 100, 1000, 10000, 100000}})->Complexity(benchmark::oN);
 
 template <class T>
 void MapAll(benchmark::State& state, T const& t) {
@@ -49,7 +50,7 @@ void MapAll(benchmark::State& state, T const& t) {
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
 
 void BM_SqrTransPoint(benchmark::State& state) {

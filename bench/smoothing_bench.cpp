@@ -35,10 +35,13 @@ void BM_PolyResample(benchmark::State& state) {
     benchmark::DoNotOptimize(p.data());
   }
   state.counters["out"] = static_cast<double>(out);
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
-BENCHMARK(BM_PolyResample)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oN)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_PolyResample)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Complexity(benchmark::oN)
+    ->Unit(benchmark::kMicrosecond);
 
 // Repeated passes on the same vector, as a caller smoothing k times would do.
 void BM_GaussSmoothing(benchmark::State& state) {
@@ -48,9 +51,12 @@ void BM_GaussSmoothing(benchmark::State& state) {
     Math::GaussSmoothing(p);
     benchmark::DoNotOptimize(p.data());
   }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
-  state.SetComplexityN(static_cast<int64_t>(n));
+  kmath_bench::SetCounts(state, n);
 }
-BENCHMARK(BM_GaussSmoothing)->RangeMultiplier(10)->Range(1000, 1000000)->Complexity(benchmark::oN)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_GaussSmoothing)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Complexity(benchmark::oN)
+    ->Unit(benchmark::kMicrosecond);
 
 }  // namespace

@@ -43,5 +43,12 @@ endif()
 # comparison harness only.
 find_package(CGAL QUIET)
 if(CGAL_FOUND)
+# CGAL (header-only in Debian's libcgal-dev) as the Delaunay oracle and
+# baseline of the graph family.
+find_package(CGAL QUIET)
+if(CGAL_FOUND)
+  add_library(kmath_peer_cgal INTERFACE IMPORTED)
+  target_link_libraries(kmath_peer_cgal INTERFACE CGAL::CGAL)
+  add_library(kmath_peer::cgal ALIAS kmath_peer_cgal)
   set(KMATH_HAVE_CGAL ON)
 endif()

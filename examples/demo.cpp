@@ -34,8 +34,8 @@ void Describe(std::string const& label, std::vector<CPointD> const& outline) {
   Math::CLine const line = Math::MakeLine(stat, &err);
   if (line.Valid()) {
     double const deg = std::atan2(line.Vector().y, line.Vector().x) * 180.0 / M_PI;
-    std::printf("  least-squares line: %.4f x + %.4f y = %.2f (direction %.1f deg), rms error %.3f\n",
-                line.cosP(), line.sinP(), line.rho(), deg, err);
+    std::printf("  least-squares line: %.4f x + %.4f y = %.2f (direction %.1f deg), rms error %.3f\n", line.cosP(),
+                line.sinP(), line.rho(), deg, err);
   } else {
     std::printf("  least-squares line: none (no main direction)\n");
   }

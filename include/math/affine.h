@@ -47,16 +47,21 @@ struct KMATH_API CTfwInfo {
 // The arithmetic of one affine coefficient block (layout above): the policy
 // behind CTransform<CAffineImpl>.
 struct CAffineImpl {
-  static CPointD Map(double const* m, CPointD const& p) {
-    return {m[0] * p.x + m[1] * p.y + m[2], m[3] * p.x + m[4] * p.y + m[5]};
-  }
+  static CPointD Map(double const* m, CPointD const& p);
   // The linear part only: how a displacement (not a position) maps.
-  static CPointD MapVector(double const* m, CPointD const& v) {
-    return {m[0] * v.x + m[1] * v.y, m[3] * v.x + m[4] * v.y};
-  }
+  static CPointD MapVector(double const* m, CPointD const& v);
   static double ScaleX(double const* m) { return m[6]; }
   static double ScaleY(double const* m) { return m[7]; }
 };
+
+KMATH_FP_CONTRACT_OFF_BEGIN
+inline CPointD CAffineImpl::Map(double const* m, CPointD const& p) {
+  return {m[0] * p.x + m[1] * p.y + m[2], m[3] * p.x + m[4] * p.y + m[5]};
+}
+inline CPointD CAffineImpl::MapVector(double const* m, CPointD const& v) {
+  return {m[0] * v.x + m[1] * v.y, m[3] * v.x + m[4] * v.y};
+}
+KMATH_FP_CONTRACT_OFF_END
 
 // A handle that applies one coefficient block owned by someone else (for
 // CTransform<CAffineImpl>, the direct or the inverse block of a

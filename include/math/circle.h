@@ -6,7 +6,7 @@
 // Lengths and angles are zero below EPS = 1e-12. Nothing throws.
 #pragma once
 
-#include <math/polygon.h>
+#include <math/polyline.h>
 #include <math/types.h>
 
 #include <vector>
@@ -137,9 +137,9 @@ class KMATH_API CCircleReduce {
  private:
   // Half the length of the two segments around each distinct vertex of a
   // closed polyline; uniform when the polyline has no length.
-  static void _WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>& out);
+  static void WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>& out);
   // Scales the weights to a sum of 1.
-  static void _NormalizeWeights(std::vector<CPt>& pts);
+  static void NormalizeWeights(std::vector<CPt>& pts);
 
   CResult m_result;
 };

@@ -6,7 +6,7 @@
 // Angles are radians, y up: a counter-clockwise turn has positive curvature.
 #pragma once
 
-#include <math/polygon.h>
+#include <math/polyline.h>
 #include <math/types.h>
 
 #include <vector>
@@ -31,7 +31,9 @@ class KMATH_API CCurveInfo {
   // whose parameter is at most dLength / 2 (at least the first two) plus the
   // point at arc length dLength / 2 along the polyline. Fewer than 2 points,
   // a NaN length, a NaN or infinite offset, or a NaN or infinite coordinate
-  // among the points used: the invalid object, all three vectors empty. The
+  // among the points either fit uses (the line's two first points even when
+  // a negative length leaves the polynomial one): the invalid object, all
+  // three vectors empty. The
   // fit is a Householder QR on the centred and scaled parameter, converted to
   // the monomial basis in t; when fewer distinct parameters than coefficients
   // exist, the higher coefficients are 0.
@@ -85,7 +87,11 @@ class KMATH_API CCurveInfo {
 // CutBetween (the move along the polyline stops at its ends, no wrap across
 // a ring's closing point), cut after its first kink vertex, resampled at
 // step 1.0 and fitted with offset 0. A polyline shorter than 1e-12 in total,
-// an invalid hit, or a negative or NaN length: the invalid object.
+// an invalid hit, or a negative or NaN length: the invalid object. So is a
+// stretch whose resampling could exceed 2^20 = 1048576 points (counting the
+// last point, one per vertex and ceil(L) more per segment longer than 1:
+// about one point per unit of length, so stretches beyond about a million
+// units), refused before anything is allocated for it.
 KMATH_API CCurveInfo CurveInfo(poly_base<CPointD> const& poly, poly_hit hit, double dLength, bool bBackward,
                                unsigned int nDegree);
 

@@ -53,19 +53,16 @@ class KMATH_API CLine {
   // The unit direction (sinP, -cosP).
   CPointD Vector() const { return {m_sinP, -m_cosP}; }
   // Signed distance of p for a normalised line.
-  double Value(CPointD const& p) const { return p.x * m_cosP + p.y * m_sinP - m_rho; }
-  CPointD Project(CPointD const& p) const { return p - Normal() * Value(p); }
-  CPointD Reflect(CPointD const& p) const { return p - Normal() * (2.0 * Value(p)); }
+  double Value(CPointD const& p) const;
+  CPointD Project(CPointD const& p) const;
+  CPointD Reflect(CPointD const& p) const;
   // Shifts the line by d along its normal.
   CLine& Move(double d) {
     m_rho += d;
     return *this;
   }
   // The parallel line through p.
-  CLine& MoveTo(CPointD const& p) {
-    m_rho = p.x * m_cosP + p.y * m_sinP;
-    return *this;
-  }
+  CLine& MoveTo(CPointD const& p);
   // x at the given y; throws CBadOp when |cosP| < EPS.
   double X(double y) const;
   // y at the given x; throws CBadOp when |sinP| < EPS.
@@ -78,6 +75,16 @@ class KMATH_API CLine {
   double m_sinP = 0.0;
   double m_rho = 0.0;
 };
+
+KMATH_FP_CONTRACT_OFF_BEGIN
+inline double CLine::Value(CPointD const& p) const { return p.x * m_cosP + p.y * m_sinP - m_rho; }
+inline CPointD CLine::Project(CPointD const& p) const { return p - Normal() * Value(p); }
+inline CPointD CLine::Reflect(CPointD const& p) const { return p - Normal() * (2.0 * Value(p)); }
+inline CLine& CLine::MoveTo(CPointD const& p) {
+  m_rho = p.x * m_cosP + p.y * m_sinP;
+  return *this;
+}
+KMATH_FP_CONTRACT_OFF_END
 
 // The line through p perpendicular to l.
 KMATH_API CLine OrthoLine(CLine const& l, CPointD const& p);

@@ -67,8 +67,7 @@ KMATH_API double MaxDeviation(CLine const& l, CPointD const* pts, unsigned int n
 // False (f untouched) for a polyline shorter than EPS (n < 2 included), no
 // main direction, or NaN input. With total weight <= EPS the raw weighted
 // sums are used uncentred.
-KMATH_API bool LIRLine(CLinForm& f, CPointD const* pts, unsigned int n, double pos, double sharpness,
-                       bool laplace);
+KMATH_API bool LIRLine(CLinForm& f, CPointD const* pts, unsigned int n, double pos, double sharpness, bool laplace);
 // Solves the 2x2 system m*x = r (m row by row); false (x untouched) when
 // |det| <= EPS, det is NaN or a pointer is null.
 KMATH_API bool SolveKramer(double const* m, double* x, double const* r);
@@ -88,7 +87,8 @@ KMATH_API double CalcMedian(double const* v, unsigned int n);
 // Steps comb to the next k-subset of 0..n-1 in lexicographic order; a comb
 // of the wrong size becomes the first subset. False at the last subset,
 // comb unchanged; k = 0 with an empty comb is at once the last. The bound
-// n - k + i is compared signed, so k > n ends after the first subset.
+// n - k + i is compared signed, so k > n ends after the first subset. n or
+// k above 2^31 (elements an int cannot hold): false, comb unchanged.
 KMATH_API bool NextCombination(unsigned int n, unsigned int k, std::vector<int>& comb);
 // Replaces pts by their convex hull (Graham scan): counter-clockwise (y up)
 // from the lowest point (y within EPS: the smaller x beyond EPS, else the
@@ -96,7 +96,9 @@ KMATH_API bool NextCombination(unsigned int n, unsigned int k, std::vector<int>&
 // dropped. Points sort by angle about the pivot, angles within EPS by
 // radius. The vertices are the caller's exact points. Three points or fewer, and any
 // input with a NaN or infinite coordinate, are left exactly as they are.
-// O(n log n).
+// Any finite magnitude is handled: points beyond 2^500 (about 3.3e150) are
+// scaled by a power of two for the scan, where 1e-12 is far below their
+// rounding. O(n log n).
 KMATH_API void ConvexHull(std::vector<CPointD>& pts);
 
 }  // namespace Math

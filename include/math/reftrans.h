@@ -74,10 +74,7 @@ class KMATH_API CLinearTrans : public CAngleCmnTrns<CLinearTrans>, public CDistC
   bool Define(CRefPoint const* rps, unsigned int n);
 
   // The direct map of p.
-  CPointD Point(CPointD p) const {
-    double const* m = m_direct;
-    return {m[0] * p.x - m[1] * p.y + m[2], m[1] * p.x + m[0] * p.y + m[3]};
-  }
+  CPointD Point(CPointD p) const;
   // A transform with the two blocks exchanged.
   CLinearTrans Inverse() const;
   // Shifts the output by d (tx += d.x, ty += d.y) and adjusts the inverse so
@@ -140,12 +137,7 @@ class KMATH_API CSqrTrans : public CAngleCmnTrns<CSqrTrans>, public CDistCmnTrns
   bool Define(CRefPoint const* rps, unsigned int n);
 
   // The direct polynomial map of p.
-  CPointD Point(CPointD p) const {
-    double const* c = m_direct;
-    double const xx = p.x * p.x, yy = p.y * p.y, xy = p.x * p.y;
-    return {c[0] * xx + c[1] * yy + c[2] * xy + c[3] * p.x + c[4] * p.y + c[5],
-            c[6] * xx + c[7] * yy + c[8] * xy + c[9] * p.x + c[10] * p.y + c[11]};
-  }
+  CPointD Point(CPointD p) const;
   // A transform with the two blocks exchanged.
   CSqrTrans Inverse() const;
 
@@ -160,5 +152,18 @@ class KMATH_API CSqrTrans : public CAngleCmnTrns<CSqrTrans>, public CDistCmnTrns
   double m_direct[12];
   double m_inverse[12];
 };
+
+KMATH_FP_CONTRACT_OFF_BEGIN
+inline CPointD CLinearTrans::Point(CPointD p) const {
+  double const* m = m_direct;
+  return {m[0] * p.x - m[1] * p.y + m[2], m[1] * p.x + m[0] * p.y + m[3]};
+}
+inline CPointD CSqrTrans::Point(CPointD p) const {
+  double const* c = m_direct;
+  double const xx = p.x * p.x, yy = p.y * p.y, xy = p.x * p.y;
+  return {c[0] * xx + c[1] * yy + c[2] * xy + c[3] * p.x + c[4] * p.y + c[5],
+          c[6] * xx + c[7] * yy + c[8] * xy + c[9] * p.x + c[10] * p.y + c[11]};
+}
+KMATH_FP_CONTRACT_OFF_END
 
 }  // namespace Math

@@ -7,21 +7,32 @@
 #pragma once
 
 #include <math/export.h>
+#include <math/fp_contract.h>
 
 // Point or vector in the plane.
 struct CPointD {
   double x;
   double y;
 
-  CPointD& operator+=(CPointD const& o) { x += o.x; y += o.y; return *this; }
-  CPointD& operator-=(CPointD const& o) { x -= o.x; y -= o.y; return *this; }
+  CPointD& operator+=(CPointD const& o) {
+    x += o.x;
+    y += o.y;
+    return *this;
+  }
+  CPointD& operator-=(CPointD const& o) {
+    x -= o.x;
+    y -= o.y;
+    return *this;
+  }
 };
 
+KMATH_FP_CONTRACT_OFF_BEGIN
 inline CPointD operator+(CPointD const& a, CPointD const& b) { return {a.x + b.x, a.y + b.y}; }
 inline CPointD operator-(CPointD const& a, CPointD const& b) { return {a.x - b.x, a.y - b.y}; }
 inline CPointD operator-(CPointD const& a) { return {-a.x, -a.y}; }
 inline CPointD operator*(CPointD const& a, double s) { return {a.x * s, a.y * s}; }
 inline CPointD operator/(CPointD const& a, double s) { return {a.x / s, a.y / s}; }
+KMATH_FP_CONTRACT_OFF_END
 
 // Extent along x and along y.
 struct CSizeD {
@@ -45,9 +56,11 @@ struct CPoint3D {
   double z;
 };
 
+KMATH_FP_CONTRACT_OFF_BEGIN
 inline CPoint3D operator+(CPoint3D const& a, CPoint3D const& b) { return {a.x + b.x, a.y + b.y, a.z + b.z}; }
 inline CPoint3D operator-(CPoint3D const& a, CPoint3D const& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
 inline CPoint3D operator*(CPoint3D const& a, double s) { return {a.x * s, a.y * s, a.z * s}; }
+KMATH_FP_CONTRACT_OFF_END
 
 // The platform's integer point: element type of integer polylines and of
 // rasterisation.

@@ -1,7 +1,7 @@
-// Angles of plane vectors with rounding noise snapped to zero, shared by the
-// edge relations, the shape measures and the polyline code. Snapping keeps a
-// component that is pure noise (a "vertical" vector with x = 1e-17) from
-// flipping an angle between -pi and pi.
+// Angles of plane vectors with rounding noise snapped to zero, for the edge
+// relations (line.cpp) and the kink test of curve analysis (curveinfo.cpp).
+// Snapping keeps a component that is pure noise (a "vertical" vector with
+// x = 1e-17) from flipping an angle between -pi and pi.
 #pragma once
 
 #include <math/types.h>

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include <math/ptstat.h>
-
 #include "core/angle_impl.h"
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
@@ -14,8 +13,8 @@ namespace {
 using tol::kEps;
 using tol::kFltEps;
 
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kHalfPi = kPi / 2.0;
+using geom_detail::kHalfPi;
+using geom_detail::kPi;
 
 // The point at parameter t, exact at both ends so that a clip which keeps an
 // end hands back the caller's point bit for bit.
@@ -66,14 +65,6 @@ CLine::CLine(CLinForm const& f) {
   m_rho = -f.c / len;
 }
 
-CLine::CLine(CPointD const* pts, unsigned int n) {
-  CPtStat stat;
-  if (pts != nullptr) {
-    for (unsigned int i = 0; i < n; ++i) stat.AddPoint(pts[i]);
-  }
-  *this = MakeLine(stat, nullptr);
-}
-
 double CLine::X(double y) const {
   if (std::abs(m_cosP) < kEps) throw CBadOp{};
   return (m_rho - m_sinP * y) / m_cosP;
@@ -90,31 +81,6 @@ bool CLine::Valid() const { return std::hypot(m_cosP, m_sinP) >= kEps; }
 
 CLine OrthoLine(CLine const& l, CPointD const& p) {
   return CLine(-l.sinP(), l.cosP(), -l.sinP() * p.x + l.cosP() * p.y);
-}
-
-CLine MakeLine(CPtStat const& stat, double* err) {
-  CLinForm f{};
-  if (!stat.InitLine(f)) return CLine();
-  if (err != nullptr) *err = stat.MSError(f.a, f.b, f.c);
-  // InitLine hands back a unit (a, b), so this cannot throw.
-  return CLine(f);
-}
-
-CLine MakeLine(CPointD const* pts, unsigned int n, double angle) {
-  CPtStat stat;
-  if (pts != nullptr) {
-    for (unsigned int i = 0; i < n; ++i) stat.AddPoint(pts[i]);
-  }
-  CPointD const c = stat.AvgPoint();
-  double const cs = std::cos(angle);
-  double const sn = std::sin(angle);
-  return CLine(cs, sn, cs * c.x + sn * c.y);
-}
-
-CLine MakeLine(CPointD const* pts, unsigned int n, double pos, double sharpness, bool laplace) {
-  CLinForm f{};
-  if (!LIRLine(f, pts, n, pos, sharpness, laplace)) return CLine();
-  return CLine(f);
 }
 
 bool LineToLine(CLine const& l1, CLine const& l2, CPointD& out) {

@@ -6,6 +6,23 @@
 #include "core/tolerance.h"
 
 namespace Math {
+namespace {
+
+// The rotation by a in the plane of axes i < j, written with the same signs
+// for every plane: (i, i) and (j, j) hold cos a, (i, j) sin a and (j, i)
+// -sin a.
+CMatrix3D PlaneRotation(double a, int i, int j) {
+  double const c = std::cos(a);
+  double const s = std::sin(a);
+  CMatrix3D r(1.0);
+  r.m[i][i] = c;
+  r.m[i][j] = s;
+  r.m[j][i] = -s;
+  r.m[j][j] = c;
+  return r;
+}
+
+}  // namespace
 
 CMatrix3D::CMatrix3D(double s) {
   for (int i = 0; i < 3; ++i) {
@@ -72,38 +89,9 @@ void CMatrix3D::Transpose() {
   std::swap(m[1][2], m[2][1]);
 }
 
-CMatrix3D CMatrix3D::RotateX(double a) {
-  double const c = std::cos(a);
-  double const s = std::sin(a);
-  CMatrix3D r(1.0);
-  r.m[1][1] = c;
-  r.m[1][2] = s;
-  r.m[2][1] = -s;
-  r.m[2][2] = c;
-  return r;
-}
-
-CMatrix3D CMatrix3D::RotateY(double a) {
-  double const c = std::cos(a);
-  double const s = std::sin(a);
-  CMatrix3D r(1.0);
-  r.m[0][0] = c;
-  r.m[0][2] = s;
-  r.m[2][0] = -s;
-  r.m[2][2] = c;
-  return r;
-}
-
-CMatrix3D CMatrix3D::RotateZ(double a) {
-  double const c = std::cos(a);
-  double const s = std::sin(a);
-  CMatrix3D r(1.0);
-  r.m[0][0] = c;
-  r.m[0][1] = s;
-  r.m[1][0] = -s;
-  r.m[1][1] = c;
-  return r;
-}
+CMatrix3D CMatrix3D::RotateX(double a) { return PlaneRotation(a, 1, 2); }
+CMatrix3D CMatrix3D::RotateY(double a) { return PlaneRotation(a, 0, 2); }
+CMatrix3D CMatrix3D::RotateZ(double a) { return PlaneRotation(a, 0, 1); }
 
 CMatrix3D CMatrix3D::MirrorX() {
   CMatrix3D r(1.0);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
@@ -13,7 +14,7 @@ namespace {
 using tol::kEps;
 using tol::kFltEps;
 
-constexpr double kHalfPi = 1.57079632679489661923;
+using geom_detail::kHalfPi;
 
 // Direction of the axis of largest spread of the covariance (cxx, cxy,
 // cyy), in (-pi/2, pi/2]. False when the spread is isotropic or empty (no
@@ -122,8 +123,8 @@ double CPtStat::MSError(double a, double b, double c) const {
   if (m_count == 0) return 0.0;
   double const n = m_count;
   // Sum of squared residuals expanded over the stored sums.
-  double const q = a * a * m_sxx + b * b * m_syy + c * c * n + 2.0 * a * b * m_sxy + 2.0 * a * c * m_sx +
-                   2.0 * b * c * m_sy;
+  double const q =
+      a * a * m_sxx + b * b * m_syy + c * c * n + 2.0 * a * b * m_sxy + 2.0 * a * c * m_sx + 2.0 * b * c * m_sy;
   // Cancellation can leave a tiny negative sum for points on the line.
   return q > 0.0 ? std::sqrt(q / n) : 0.0;
 }
@@ -280,6 +281,9 @@ double CalcMedian(double const* v, unsigned int n) {
 }
 
 bool NextCombination(unsigned int n, unsigned int k, std::vector<int>& comb) {
+  // Every element stays at most max(n, k) - 1, so counts up to 2^31 keep
+  // them within int; beyond, the increment below would overflow.
+  if (n > tol::kMaxSubsetCount || k > tol::kMaxSubsetCount) return false;
   if (comb.size() != k) {
     comb.resize(k);
     for (unsigned int i = 0; i < k; ++i) comb[i] = static_cast<int>(i);
@@ -365,28 +369,45 @@ void ConvexHull(std::vector<CPointD>& pts) {
   if (n <= 3) return;
   // Angles and radii of non-finite points cannot be ordered (NaN breaks the
   // sort's strict weak ordering), so such input is left as it is.
+  double extent = 0.0;
   for (CPointD const& p : pts) {
     if (!std::isfinite(p.x) || !std::isfinite(p.y)) return;
+    extent = std::max({extent, std::abs(p.x), std::abs(p.y)});
   }
+  // Differences of coordinates near the largest double overflow, and the
+  // side tests multiply two of them. Beyond kHullMaxDirect the scan runs on
+  // the points scaled by a power of two, which is exact (only coordinates
+  // some 10^150 times smaller than the extent can lose bits); at that scale
+  // every tolerance is far below the coordinates' rounding, as it is for
+  // unscaled points of that size.
+  std::vector<CPointD> scaled;
+  if (extent > tol::kHullMaxDirect) {
+    // extent in [2^e, 2^(e+1)) lands in [2^499, 2^500).
+    int const shift = std::ilogb(extent) - std::ilogb(tol::kHullMaxDirect) + 1;
+    scaled.reserve(n);
+    for (CPointD const& p : pts) scaled.push_back({std::ldexp(p.x, -shift), std::ldexp(p.y, -shift)});
+  }
+  std::vector<CPointD> const& work = scaled.empty() ? pts : scaled;
 
   // Lowest point; a later one replaces it only when lower beyond EPS, or
   // level within EPS and further left beyond EPS: near-ties in either
   // coordinate keep the earlier point.
   std::size_t pv = 0;
   for (std::size_t i = 1; i < n; ++i) {
-    CPointD const& p = pts[i];
-    CPointD const& b = pts[pv];
+    CPointD const& p = work[i];
+    CPointD const& b = work[pv];
     if (tol::LtBeyond(p.y, b.y) || (std::abs(p.y - b.y) < kEps && tol::LtBeyond(p.x, b.x))) pv = i;
   }
-  CPointD const pivot = pts[pv];
+  CPointD const pivot = work[pv];
+  CPointD const pivotOrig = pts[pv];
 
-  CInteriorFilter const interior(pts);
+  CInteriorFilter const interior(work);
   std::vector<CHullRec> recs;
   recs.reserve(n);
-  recs.push_back(CHullRec{CPointD{0.0, 0.0}, 0.0, 0.0, pivot});
+  recs.push_back(CHullRec{CPointD{0.0, 0.0}, 0.0, 0.0, pivotOrig});
   for (std::size_t i = 0; i < n; ++i) {
-    if (i == pv || interior.DeepInside(pts[i])) continue;
-    CPointD const q = pts[i] - pivot;
+    if (i == pv || interior.DeepInside(work[i])) continue;
+    CPointD const q = work[i] - pivot;
     recs.push_back(CHullRec{q, std::atan2(q.y, q.x), std::hypot(q.x, q.y), pts[i]});
   }
 
@@ -429,7 +450,44 @@ void ConvexHull(std::vector<CPointD>& pts) {
   // coordinates rather than (p - pivot) + pivot.
   pts.clear();
   for (std::size_t i : stack) pts.push_back(recs[i].orig);
-  pts.push_back(pivot);
+  pts.push_back(pivotOrig);
+}
+
+// ------------------------------------------------ lines from point arrays
+// Declared with CLine but built here from the statistics, so that the
+// statistics depend on the line and never the other way round.
+
+CLine::CLine(CPointD const* pts, unsigned int n) {
+  CPtStat stat;
+  if (pts != nullptr) {
+    for (unsigned int i = 0; i < n; ++i) stat.AddPoint(pts[i]);
+  }
+  *this = MakeLine(stat, nullptr);
+}
+
+CLine MakeLine(CPtStat const& stat, double* err) {
+  CLinForm f{};
+  if (!stat.InitLine(f)) return CLine();
+  if (err != nullptr) *err = stat.MSError(f.a, f.b, f.c);
+  // InitLine hands back a unit (a, b), so this cannot throw.
+  return CLine(f);
+}
+
+CLine MakeLine(CPointD const* pts, unsigned int n, double angle) {
+  CPtStat stat;
+  if (pts != nullptr) {
+    for (unsigned int i = 0; i < n; ++i) stat.AddPoint(pts[i]);
+  }
+  CPointD const c = stat.AvgPoint();
+  double const cs = std::cos(angle);
+  double const sn = std::sin(angle);
+  return CLine(cs, sn, cs * c.x + sn * c.y);
+}
+
+CLine MakeLine(CPointD const* pts, unsigned int n, double pos, double sharpness, bool laplace) {
+  CLinForm f{};
+  if (!LIRLine(f, pts, n, pos, sharpness, laplace)) return CLine();
+  return CLine(f);
 }
 
 }  // namespace Math

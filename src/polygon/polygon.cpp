@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 #include "polygon/polygon_impl.h"
 
@@ -69,12 +70,7 @@ void SpliceHole(Ring& o, Ring& h) {
 bool CStdPlgn::PtInside(CPointD const& p, Math::poly_base<CPointD> const& ring) {
   bool inside = false;
   for (std::size_t i = 0; i + 1 < ring.size(); ++i) {
-    CPointD const& a = ring[i];
-    CPointD const& b = ring[i + 1];
-    if ((b.y <= p.y && p.y < a.y) || (a.y <= p.y && p.y < b.y)) {
-      double const x = (a.x - b.x) * (p.y - b.y) / (a.y - b.y) + b.x;
-      if (x > p.x) inside = !inside;
-    }
+    if (Math::geom_detail::CrossesRightOf(p, ring[i], ring[i + 1])) inside = !inside;
   }
   return inside;
 }
@@ -97,9 +93,9 @@ void CStdPlgn::IncludeHoles() {
   std::vector<CEntry> order;
   order.reserve(size());
   for (std::size_t i = 0; i < size(); ++i) order.push_back({i, BoundingBox((*this)[i])});
-  // Ascending left, input order on ties (a multiset keeps equal keys in
-  // insertion order). A NaN left (all x NaN) sorts last, keeping the order
-  // a strict weak one.
+  // Ascending left, input order on ties: the sort is stable, so contours
+  // with equal lefts keep the caller's order. A NaN left (all x NaN) sorts
+  // last, keeping the order a strict weak one.
   std::stable_sort(order.begin(), order.end(), [](CEntry const& a, CEntry const& b) {
     if (std::isnan(a.box.left)) return false;
     return std::isnan(b.box.left) || a.box.left < b.box.left;

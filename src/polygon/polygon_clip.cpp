@@ -6,10 +6,15 @@
 #include <utility>
 #include <vector>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
 namespace {
+
+using geom_detail::CloseTo;
+using geom_detail::IsClosedRing;
+using geom_detail::IsFinite;
 
 // One side of the rectangle: the bound on x or on y, and whether points
 // must lie at or above it (left, top) or at or below it (right, bottom).
@@ -33,28 +38,12 @@ double Across(CPoint3D const& p, bool onX) { return onX ? p.x : p.y; }
 double Along(CPointD const& p, bool onX) { return onX ? p.y : p.x; }
 double Along(CPoint3D const& p, bool onX) { return onX ? p.y : p.x; }
 
-bool Usable(CPointD const& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
-bool Usable(CPoint3D const& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
-
 bool Same(CPointD const& a, CPointD const& b) { return a.x == b.x && a.y == b.y; }
 bool Same(CPoint3D const& a, CPoint3D const& b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
 
-// The closing test of a contour: first and last points closer than 1e-12.
-template <class T>
-bool CloseTo(T const& a, T const& b) {
-  double const dx = static_cast<double>(a.x) - static_cast<double>(b.x);
-  double const dy = static_cast<double>(a.y) - static_cast<double>(b.y);
-  return std::hypot(dx, dy) < tol::kEps;
-}
-
-template <class T>
-bool Closed(std::vector<T> const& pts) {
-  return pts.size() > 1 && CloseTo(pts.front(), pts.back());
-}
-
 template <class T>
 bool Inside(T const& p, CSide const& s) {
-  if (!Usable(p)) return false;
+  if (!IsFinite(p)) return false;
   double const c = Across(p, s.onX);
   return s.lower ? c >= s.bound : c <= s.bound;
 }
@@ -119,14 +108,14 @@ class CStage {
     } else if (m_prevIn) {
       // Exit. The cut is the previous point itself when that lies on the
       // side: nothing to add.
-      if (Usable(m_prev) && Usable(e)) {
+      if (IsFinite(m_prev) && IsFinite(e)) {
         T const c = Cut(m_prev, e, m_side);
         if (!Same(c, m_prev)) Emit(c, flag, next);
       }
     } else if (eIn) {
       // Entry. The segment from the last exit to here runs along the side:
       // a bridge. Coming back to the very point of exit is no bridge at all.
-      T const c = Usable(m_prev) && Usable(e) ? Cut(m_prev, e, m_side) : e;
+      T const c = IsFinite(m_prev) && IsFinite(e) ? Cut(m_prev, e, m_side) : e;
       bool const back = m_count > 0 && Same(c, m_last);
       if (Same(c, e)) {
         if (!back) Emit(e, true, next);
@@ -166,14 +155,14 @@ class CStage {
 // kept ring.
 template <class T>
 bool ClipPath(std::vector<T> const& poly, CRectD const& rect, bool keepClosed, std::vector<CFlagged<T>>& out) {
-  bool const ring = keepClosed && Closed(poly);
+  bool const ring = keepClosed && IsClosedRing(poly);
   out.clear();
   // Most polylines of a map lie wholly inside or wholly outside a window:
   // their box answers without the stages (which would give the same).
   bool finite = true;
   CRectD box{HUGE_VAL, HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
   for (T const& p : poly) {
-    finite = finite && Usable(p);
+    finite = finite && IsFinite(p);
     box = {std::min(box.left, p.x), std::min(box.top, p.y), std::max(box.right, p.x), std::max(box.bottom, p.y)};
   }
   if (finite && (box.right < rect.left || box.left > rect.right || box.bottom < rect.top || box.top > rect.bottom)) {

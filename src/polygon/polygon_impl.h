@@ -33,8 +33,6 @@ inline bool NearEqual(CPointD const& p, CPointD const& q, double t) {
   return NearEqualScaled(std::hypot(p.x - q.x, p.y - q.y), m, t);
 }
 
-inline bool IsFinite(CPointD const& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
-
 // Bounding box of a point run; NaN coordinates are passed over (fmin/fmax),
 // so one bad vertex does not poison the box. Empty run: all zero.
 inline CRectD BoundingBox(std::vector<CPointD> const& pts) {

@@ -8,8 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 #include "polygon/polygon_impl.h"
+#include "polyline/polyline_model_impl.h"
 
 namespace Math {
 namespace {
@@ -19,16 +21,11 @@ using plgn_detail::CSegKey;
 using tol::kEps;
 using tol::kFltEps;
 
-constexpr double kFltEps2 = kFltEps * kFltEps;
-constexpr double kUlp = std::numeric_limits<double>::epsilon();
+using tol::kFltEps2;
+using tol::kUlp;
 
 CPointD Flat(CPointD const& p) { return p; }
 CPointD Flat(CPoint3D const& p) { return {p.x, p.y}; }
-
-CPointD Lerp(CPointD const& a, CPointD const& b, double t) { return {a.x + t * (b.x - a.x), a.y + t * (b.y - a.y)}; }
-CPoint3D Lerp(CPoint3D const& a, CPoint3D const& b, double t) {
-  return {a.x + t * (b.x - a.x), a.y + t * (b.y - a.y), a.z + t * (b.z - a.z)};
-}
 
 // Squared distance from p to the segment a-b, and the clamped parameter of
 // the nearest point (0 for a zero-length segment).
@@ -88,32 +85,6 @@ void Contacts(CPointD const& p, CPointD const& q, CPointD const& a, CPointD cons
   if (s >= 0.0 && s <= 1.0) report(s);
 }
 
-bool SameHit(poly_hit const& a, poly_hit const& b) {
-  return a.index == b.index && std::abs(a.param - b.param) < kEps;
-}
-
-template <class T>
-T HitPoint(poly_base<T> const& poly, poly_hit const& h) {
-  auto const i = static_cast<std::size_t>(h.index);
-  if (h.param == 0.0) return poly[i];
-  return Lerp(poly[i], poly[i + 1], h.param);
-}
-
-template <class T>
-poly_base<T> Piece(poly_base<T> const& poly, poly_hit const& from, poly_hit const& to) {
-  poly_base<T> out;
-  out.reserve(static_cast<std::size_t>(to.index - from.index) + 2);
-  out.push_back(HitPoint(poly, from));
-  for (int k = from.index + 1; k <= to.index; ++k) out.push_back(poly[static_cast<std::size_t>(k)]);
-  if (to.param > 0.0) out.push_back(HitPoint(poly, to));
-  return out;
-}
-
-template <class T>
-bool Touching(T const& a, T const& b) {
-  return std::hypot(a.x - b.x, a.y - b.y) < kEps;
-}
-
 // Consecutive pieces that meet end to start become one; a closed input's
 // last piece then runs on into its first through the ring's start.
 template <class T>
@@ -121,7 +92,7 @@ void JoinPieces(mpoly_base<T>& pieces, bool closed) {
   if (pieces.size() > 1) {
     std::size_t w = 0;
     for (std::size_t k = 1; k < pieces.size(); ++k) {
-      if (Touching(pieces[w].back(), pieces[k].front())) {
+      if (geom_detail::CloseTo(pieces[w].back(), pieces[k].front())) {
         pieces[w].insert(pieces[w].end(), pieces[k].begin() + 1, pieces[k].end());
       } else if (++w != k) {
         pieces[w] = std::move(pieces[k]);
@@ -164,14 +135,14 @@ struct CSplitPoly1::CState {
   // whose y range reaches p.y (no other can count or lie near p): the parity
   // of all contours' crossings is the parity of the contours holding p.
   int Classify(CPointD const& p) const {
-    if (!plgn_detail::IsFinite(p)) return 0;
+    if (!geom_detail::IsFinite(p)) return 0;
     bool odd = false;
     bool boundary = false;
     byY.Overlapping(p.y - kFltEps, p.y + kFltEps, [&](CSegKey const& k, CIntervalIndex::CRange const& xr) {
       // Wholly left of p by more than the tolerance: not near p, and its
       // crossing x, even rounded up by a few units in the last place of the
       // segment's coordinates, is not right of p.
-      double const slack = 16.0 * kUlp * (std::abs(xr.lo) + std::abs(xr.hi));
+      double const slack = tol::kCrossSlackUlps * kUlp * (std::abs(xr.lo) + std::abs(xr.hi));
       if (boundary || xr.hi + slack < p.x - kFltEps) return;
       CPointD a, b;
       Segment(k, a, b);
@@ -179,10 +150,7 @@ struct CSplitPoly1::CState {
         boundary = true;
         return;
       }
-      if ((b.y <= p.y && p.y < a.y) || (a.y <= p.y && p.y < b.y)) {
-        double const x = (a.x - b.x) * (p.y - b.y) / (a.y - b.y) + b.x;
-        if (x > p.x) odd = !odd;
-      }
+      if (geom_detail::CrossesRightOf(p, a, b)) odd = !odd;
     });
     if (boundary) return 0;
     return odd ? 1 : -1;
@@ -222,14 +190,13 @@ struct CSplitPoly1::CState {
     for (std::size_t i = 0; i + 1 < poly.size(); ++i) {
       CPointD const p = Flat(poly[i]);
       CPointD const q = Flat(poly[i + 1]);
-      if (!plgn_detail::IsFinite(p) || !plgn_detail::IsFinite(q)) continue;
+      if (!geom_detail::IsFinite(p) || !geom_detail::IsFinite(q)) continue;
       spans.push_back({std::min(p.x, q.x) - kFltEps, std::max(p.x, q.x) + kFltEps, std::min(p.y, q.y) - kFltEps,
                        std::max(p.y, q.y) + kFltEps, static_cast<std::int32_t>(i)});
     }
     if (spans.empty() || byX.size() == 0) return hits;
-    std::sort(spans.begin(), spans.end(), [](CSpan const& a, CSpan const& b) {
-      return a.lo < b.lo || (a.lo == b.lo && a.index < b.index);
-    });
+    std::sort(spans.begin(), spans.end(),
+              [](CSpan const& a, CSpan const& b) { return a.lo < b.lo || (a.lo == b.lo && a.index < b.index); });
 
     // A polygon segment met by the sweep, its points fetched once.
     struct CActive {
@@ -280,7 +247,9 @@ struct CSplitPoly1::CState {
     std::sort(hits.begin(), hits.end(), [](poly_hit const& a, poly_hit const& b) {
       return a.index < b.index || (a.index == b.index && a.param < b.param);
     });
-    hits.erase(std::unique(hits.begin(), hits.end(), SameHit), hits.end());
+    hits.erase(std::unique(hits.begin(), hits.end(),
+                           [](poly_hit const& a, poly_hit const& b) { return poly_detail::Compare(a, b) == 0; }),
+               hits.end());
     return hits;
   }
 
@@ -294,13 +263,16 @@ struct CSplitPoly1::CState {
       return;
     }
     poly_hit const end(static_cast<int>(poly.size()) - 1, 0.0);
-    if (!SameHit(hits.back(), end)) hits.push_back(end);
+    if (poly_detail::Compare(hits.back(), end) != 0) hits.push_back(end);
     mpoly_base<T> in;
     mpoly_base<T> out;
     poly_hit prev(0, 0.0);
     for (poly_hit const& h : hits) {
-      if (SameHit(h, prev)) continue;  // a first position at the start opens no piece
-      poly_base<T> piece = Piece(poly, prev, h);
+      if (poly_detail::Compare(h, prev) == 0) continue;  // a first position at the start opens no piece
+      // Positions here are built normalised (params 0 or within [1e-12,
+      // 1 - 1e-12]) and in increasing order, so the model's cut applies as is.
+      poly_base<T> piece;
+      poly_detail::Cut(poly, prev, h, piece);
       std::size_t const m = piece.size();
       CPointD const mid = (Flat(piece[(m - 1) / 2]) + Flat(piece[m / 2])) / 2.0;
       int const c = Classify(mid);
@@ -323,7 +295,7 @@ CSplitPoly1::CSplitPoly1(CStdPlgn const& plgn, bool closed) : m_state(std::make_
     for (std::size_t i = 0; i + 1 < ring.size(); ++i) {
       CPointD const& a = ring[i];
       CPointD const& b = ring[i + 1];
-      if (!plgn_detail::IsFinite(a) || !plgn_detail::IsFinite(b)) continue;
+      if (!geom_detail::IsFinite(a) || !geom_detail::IsFinite(b)) continue;
       auto const ci = static_cast<std::int32_t>(c);
       auto const si = static_cast<std::int32_t>(i);
       CIntervalIndex::CRange const xr{std::min(a.x, b.x), std::max(a.x, b.x)};
@@ -340,8 +312,8 @@ CSplitPoly1::~CSplitPoly1() = default;
 CSplitPoly1::CSplitPoly1(CSplitPoly1&&) noexcept = default;
 CSplitPoly1& CSplitPoly1::operator=(CSplitPoly1&&) noexcept = default;
 
-void CSplitPoly1::operator()(poly_base<CPointD> const& poly, mpoly_base<CPointD>& inside,
-                             mpoly_base<CPointD>& outside, bool boundaryInside) const {
+void CSplitPoly1::operator()(poly_base<CPointD> const& poly, mpoly_base<CPointD>& inside, mpoly_base<CPointD>& outside,
+                             bool boundaryInside) const {
   if (m_state) m_state->Split(poly, inside, outside, boundaryInside);
 }
 

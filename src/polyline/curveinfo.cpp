@@ -8,7 +8,10 @@
 #include <math/polyapprox.h>
 #include <math/smoothing.h>
 
+#include "core/angle_impl.h"
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
+#include "polyline/resample_impl.h"
 
 namespace Math {
 namespace {
@@ -20,12 +23,6 @@ double g_dKinkAngle = 1.0471975511965976;
 CPointD BadPoint() { return {tol::BadValue(), tol::BadValue()}; }
 
 double Dist(CPointD const& a, CPointD const& b) { return std::hypot(b.x - a.x, b.y - a.y); }
-
-bool AllFinite(CPointD const* pts, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i)
-    if (!std::isfinite(pts[i].x) || !std::isfinite(pts[i].y)) return false;
-  return true;
-}
 
 // Least-squares polynomial of the given degree through the points against
 // their chord length t from the first point, x and y independently.
@@ -119,11 +116,7 @@ bool IsKink(CPointD const& p0, CPointD const& p1, CPointD const& p2) {
   CPointD const a = p0 - p1;
   CPointD const b = p2 - p1;
   if (std::hypot(a.x, a.y) < g_dKinkArm && std::hypot(b.x, b.y) < g_dKinkArm) return false;
-  double cross = a.x * b.y - a.y * b.x;
-  double dot = a.x * b.x + a.y * b.y;
-  if (std::abs(cross) < tol::kEps) cross = 0.0;
-  if (std::abs(dot) < tol::kEps) dot = 0.0;
-  return std::abs(std::atan2(cross, dot)) <= g_dKinkAngle;
+  return std::abs(angle_detail::SignedAngle(a, b)) <= g_dKinkAngle;
 }
 
 double PathLength(CPointD const* pts, std::size_t n) {
@@ -163,7 +156,7 @@ CCurveInfo::CCurveInfo(poly_base<CPointD> const& poly, double dLength, unsigned 
   if (poly.size() < 2 || std::isnan(dLength) || !std::isfinite(dOffset)) return;
   InitChordLength(poly, dLength, dOffset);
   std::size_t const n = m_params.size();
-  if (!AllFinite(poly.data(), n)) {
+  if (!geom_detail::AllFinite(poly.data(), n)) {
     m_params.clear();
     return;
   }
@@ -175,6 +168,15 @@ CCurveInfo::CCurveInfo(poly_base<CPointD> const& poly, double dLength, unsigned 
   poly_hit mid(0, 0.0);
   MoveAlong(poly, mid, h);
   half.push_back(PointAt(poly, mid));
+  // The line always reads at least two points and the point half way, which
+  // may lie beyond the polynomial's points: with a negative length the
+  // polynomial has only the first point, and a NaN in the second would
+  // otherwise make a valid object with a NaN line.
+  if (!geom_detail::AllFinite(half)) {
+    m_params.clear();
+    m_polynom.clear();
+    return;
+  }
   m_regline = FitPolynom(half.data(), half.size(), 1);
 }
 
@@ -260,6 +262,9 @@ CCurveInfo CurveInfo(poly_base<CPointD> const& poly, poly_hit hit, double dLengt
       break;
     }
   }
+  // The resampling is what could allocate beyond anything the caller
+  // holds: about one point per unit of length, however few the vertices.
+  if (resample_detail::Capacity(stretch.data(), stretch.size(), 1.0) > tol::kMaxCurveSamples) return invalid;
   if (stretch.size() > 1) PolyResample(stretch, 1.0);
   return CCurveInfo(stretch, dLength, nDegree, 0.0);
 }
@@ -267,7 +272,7 @@ CCurveInfo CurveInfo(poly_base<CPointD> const& poly, poly_hit hit, double dLengt
 CPointD PolyStartingDir(CPointD const* pts, unsigned int n, unsigned int nSpan, double dLength, double dTolerance) {
   if (n < 2 || pts == nullptr) return {0.0, 0.0};
   unsigned int const m = std::min(n, nSpan);
-  if (m < 2 || !AllFinite(pts, m)) return {0.0, 0.0};
+  if (m < 2 || !geom_detail::AllFinite(pts, m)) return {0.0, 0.0};
   std::vector<int> const keys = DirectionKeys(pts, m, dTolerance);
 
   std::size_t u = 1;
@@ -282,7 +287,7 @@ CPointD PolyEndingDir(CPointD const* pts, unsigned int n, unsigned int nSpan, do
   unsigned int const s = nSpan < n ? n - nSpan : 0;
   unsigned int const c = n - s;
   CPointD const* span = pts + s;
-  if (c < 2 || !AllFinite(span, c)) return {0.0, 0.0};
+  if (c < 2 || !geom_detail::AllFinite(span, c)) return {0.0, 0.0};
   std::vector<int> const keys = DirectionKeys(span, c, dTolerance);
 
   int const last = keys.back();

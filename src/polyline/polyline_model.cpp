@@ -1,11 +1,13 @@
-#include <math/polygon.h>
+#include <math/polyline.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <algorithm>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
+#include "polyline/polyline_model_impl.h"
 
 namespace Math {
 namespace {
@@ -13,27 +15,6 @@ namespace {
 double SegLength(std::vector<CPointD> const& poly, int i) {
   CPointD const d = poly[i + 1] - poly[i];
   return std::hypot(d.x, d.y);
-}
-
-// Snaps a valid hit to the canonical form: param in [0, 1), the end of a
-// segment expressed as the start of the next one.
-poly_hit Normalised(poly_hit hit) {
-  if (std::abs(hit.param - 1.0) < tol::kEps || hit.param > 1.0) return {hit.index + 1, 0.0};
-  if (std::abs(hit.param) < tol::kEps || hit.param < 0.0) return {hit.index, 0.0};
-  return hit;
-}
-
-// Strict order of two normalised hits; equal within EPS of param otherwise.
-int Compare(poly_hit a, poly_hit b) {
-  if (a.index != b.index) return a.index < b.index ? -1 : 1;
-  if (std::abs(a.param - b.param) < tol::kEps) return 0;
-  return a.param < b.param ? -1 : 1;
-}
-
-bool IsRing(std::vector<CPointD> const& poly) {
-  if (poly.size() < 2) return false;
-  CPointD const d = poly.back() - poly.front();
-  return std::hypot(d.x, d.y) < tol::kEps;
 }
 
 double TotalLength(std::vector<CPointD> const& poly) {
@@ -54,17 +35,15 @@ bool IsValidHit(std::vector<CPointD> const& poly, poly_hit hit) {
 
 CPointD PointAt(std::vector<CPointD> const& poly, poly_hit hit) {
   if (!IsValidHit(poly, hit)) return {tol::BadValue(), tol::BadValue()};
-  CPointD const& p = poly[hit.index];
-  if (std::abs(hit.param) < tol::kEps) return p;
   // Not clamped: a param up to 1e-12 past 1 lies that far past the vertex.
-  return p + (poly[hit.index + 1] - p) * hit.param;
+  return poly_detail::PointAt(poly, hit);
 }
 
 double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, bool bWrap) {
   if (!IsValidHit(poly, hit) || std::isnan(dist)) return tol::BadValue();
   int const last = static_cast<int>(poly.size()) - 1;
-  poly_hit h = Normalised(hit);
-  bool const wrap = bWrap && std::isfinite(dist) && IsRing(poly);
+  poly_hit h = poly_detail::Normalised(hit);
+  bool const wrap = bWrap && std::isfinite(dist) && geom_detail::IsClosedRing(poly);
   double total = -1.0;  // computed on the first pass through the closing point
   double left = std::abs(dist);
   double moved = 0.0;  // summed, not dist - left: an infinite dist must give a finite answer
@@ -103,6 +82,9 @@ double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, b
       h = {h.index + 1, 0.0};
     }
   } else if (dist < 0.0) {
+    // Backward, a normalised position sits at the start of its segment, so
+    // param 0 means "at vertex index" and the segment to walk is the one
+    // before: step onto it at param 1 (the same point) before measuring.
     while (left > 0.0) {
       if (h.param <= 0.0) {
         if (h.index == 0) {
@@ -110,11 +92,15 @@ double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, b
             stopped = true;
             break;
           }
+          // Vertex 0 of a ring is also vertex n - 1: carry on from there,
+          // onto the last segment.
           h.index = last;
         }
         h = {h.index - 1, 1.0};
       }
       double const seg = SegLength(poly, h.index);
+      // The part of this segment behind the position; a zero-length segment
+      // offers none and is passed over without dividing by its length.
       double const avail = h.param * seg;
       if (left < avail) {
         h.param -= left / seg;
@@ -124,32 +110,21 @@ double MoveAlong(std::vector<CPointD> const& poly, poly_hit& hit, double dist, b
       }
       left -= avail;
       moved += avail;
+      // At the segment's start: already the normalised form of this vertex,
+      // and the next round, if any, steps onto the segment before.
       h.param = 0.0;
     }
   }
 
-  hit = Normalised(h);
+  hit = poly_detail::Normalised(h);
   if (wrap && !stopped) return dist;
   return dist < 0.0 ? -moved : moved;
 }
 
 bool CutBetween(std::vector<CPointD> const& poly, poly_hit from, poly_hit to, std::vector<CPointD>& out) {
   if (!IsValidHit(poly, from) || !IsValidHit(poly, to)) return false;
-  from = Normalised(from);
-  to = Normalised(to);
   std::vector<CPointD> cut;
-  cut.push_back(PointAt(poly, from));
-  int const order = Compare(from, to);
-  if (order < 0) {
-    int const hi = to.param > 0.0 ? to.index : to.index - 1;
-    cut.reserve(static_cast<std::size_t>(std::max(0, hi - from.index)) + 2);
-    for (int k = from.index + 1; k <= hi; ++k) cut.push_back(poly[k]);
-  } else if (order > 0) {
-    int const hi = from.param > 0.0 ? from.index : from.index - 1;
-    cut.reserve(static_cast<std::size_t>(std::max(0, hi - to.index)) + 2);
-    for (int k = hi; k > to.index; --k) cut.push_back(poly[k]);
-  }
-  if (order != 0) cut.push_back(PointAt(poly, to));
+  poly_detail::Cut(poly, poly_detail::Normalised(from), poly_detail::Normalised(to), cut);
   out.swap(cut);
   return true;
 }

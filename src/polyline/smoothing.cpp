@@ -4,16 +4,12 @@
 #include <cstddef>
 #include <limits>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
+#include "polyline/resample_impl.h"
 
 namespace Math {
 namespace {
-
-bool AllFinite(std::vector<CPointD> const& poly) {
-  for (CPointD const& p : poly)
-    if (!std::isfinite(p.x) || !std::isfinite(p.y)) return false;
-  return true;
-}
 
 CPointD Binomial(CPointD const& prev, CPointD const& p, CPointD const& next) {
   return prev * 0.25 + p * 0.5 + next * 0.25;
@@ -22,18 +18,11 @@ CPointD Binomial(CPointD const& prev, CPointD const& p, CPointD const& next) {
 }  // namespace
 
 void PolyResample(std::vector<CPointD>& poly, double dStep) {
-  if (poly.size() < 2 || !(dStep > 0.0) || !AllFinite(poly)) return;
+  if (poly.size() < 2 || !(dStep > 0.0) || !geom_detail::AllFinite(poly)) return;
 
   // Count first: a tiny step against huge coordinates would otherwise
-  // allocate without bound. Rounding can add one point per segment beyond
-  // k - 1, hence the k (not k - 1) per segment.
-  double total = 1.0;
-  for (std::size_t i = 1; i < poly.size(); ++i) {
-    CPointD const d = poly[i] - poly[i - 1];
-    double const len = std::hypot(d.x, d.y);
-    total += 1.0;
-    if (len > dStep) total += std::ceil(len / dStep);
-  }
+  // allocate without bound.
+  double const total = resample_detail::Capacity(poly.data(), poly.size(), dStep);
   if (!(total <= static_cast<double>(std::numeric_limits<int>::max()))) return;
 
   std::vector<CPointD> out;
@@ -56,8 +45,9 @@ void PolyResample(std::vector<CPointD>& poly, double dStep) {
 
 void GaussSmoothing(std::vector<CPointD>& poly) {
   std::size_t const n = poly.size();
-  if (n < 3 || !AllFinite(poly)) return;
-  bool const closed = std::abs(poly[0].x - poly[n - 1].x) < tol::kEps && std::abs(poly[0].y - poly[n - 1].y) < tol::kEps;
+  if (n < 3 || !geom_detail::AllFinite(poly)) return;
+  bool const closed =
+      std::abs(poly[0].x - poly[n - 1].x) < tol::kEps && std::abs(poly[0].y - poly[n - 1].y) < tol::kEps;
 
   std::vector<CPointD> out(n);
   out[0] = closed ? Binomial(poly[n - 2], poly[0], poly[1]) : poly[0];

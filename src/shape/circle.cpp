@@ -7,6 +7,7 @@
 
 #include <math/line.h>
 
+#include "core/geom_impl.h"
 #include "core/tolerance.h"
 
 namespace Math {
@@ -15,7 +16,8 @@ static_assert(sizeof(CCircleReduce::CResult) == 2 + 4 * sizeof(double), "CResult
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using geom_detail::IsFinite;
+using geom_detail::kPi;
 constexpr double kTwoPi = 2 * kPi;
 // Coarsest step of a full circle: at least 8 sides.
 constexpr double kMaxCircleStep = kPi / 4;
@@ -31,8 +33,6 @@ constexpr double kLmLambda0 = 1e-3;
 // Newton on Taubin's characteristic polynomial converges in a few steps;
 // the cap guards against a cycle on degenerate data.
 constexpr int kMaxNewtonIterations = 99;
-
-bool IsFinite(CPointD const& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 // The angular step shared by both circle-to-polygon conversions: the chord
 // angle that deviates by `t` once the vertices are pushed out to the
@@ -251,8 +251,7 @@ bool CCircle::MakePoly(poly_base<CPointD>& out, double tolerance, int nMax) cons
   return true;
 }
 
-bool CircleToPoly(std::vector<CPointD>& out, CPointD const& center, double radius, double tolerance,
-                  unsigned nMax) {
+bool CircleToPoly(std::vector<CPointD>& out, CPointD const& center, double radius, double tolerance, unsigned nMax) {
   double s;
   if (!CircleStep(center, radius, tolerance, nMax, s)) return false;
   double const n = std::ceil(kTwoPi / s);
@@ -377,11 +376,11 @@ CCircleReduce::CCircleReduce(poly_base<CPointD> const& poly) : m_result{} {
   for (CPointD const& p : poly) {
     if (!IsFinite(p)) return;
   }
-  if (!(std::hypot(poly[n - 1].x - poly[0].x, poly[n - 1].y - poly[0].y) < tol::kEps)) return;
+  if (!geom_detail::IsClosedRing(poly)) return;
 
   std::vector<CPt> wpts;
-  _WeightPoly(poly, wpts);
-  _NormalizeWeights(wpts);
+  WeightPoly(poly, wpts);
+  NormalizeWeights(wpts);
 
   CUnitFrame f;
   f.origin = {0, 0};
@@ -423,13 +422,13 @@ CCircleReduce::CCircleReduce(poly_base<CPointD> const& poly) : m_result{} {
   m_result.dDeviation = dev;
 }
 
-void CCircleReduce::_WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>& out) {
+void CCircleReduce::WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>& out) {
   // The closing point repeats the first: m distinct vertices, m segments.
   std::size_t const m = poly.size() - 1;
   out.clear();
   out.reserve(m);
   // sqrt, not hypot: an overflowing length makes the total infinite, and
-  // _NormalizeWeights then falls back to uniform weights.
+  // NormalizeWeights then falls back to uniform weights.
   auto length = [&poly](std::size_t i) {
     double const dx = poly[i + 1].x - poly[i].x, dy = poly[i + 1].y - poly[i].y;
     return std::sqrt(dx * dx + dy * dy);
@@ -447,7 +446,7 @@ void CCircleReduce::_WeightPoly(poly_base<CPointD> const& poly, std::vector<CPt>
   }
 }
 
-void CCircleReduce::_NormalizeWeights(std::vector<CPt>& pts) {
+void CCircleReduce::NormalizeWeights(std::vector<CPt>& pts) {
   double sum = 0;
   for (CPt const& p : pts) sum += p.w;
   if (!(sum > 0) || !std::isfinite(sum)) {

@@ -17,9 +17,19 @@ namespace {
 constexpr double kEllipseAmi = 157.91367041742973;
 // 108: the same for every triangle.
 constexpr double kTriangleAmi = 108.0;
-// Hu invariants smaller than this are compared as they are, not by their
-// logarithm (which would blow tiny differences up).
-constexpr double kLogFloor = 1e-5;
+
+// The second-order integrals over the segments of a ring or a curve: segment
+// (x0, y0)-(x1, y1) adds its polynomial times a weight, twice its signed
+// triangle with the origin for a region and its length for a curve. One
+// definition, so the region and the curve moments cannot drift apart.
+struct CSecondSums {
+  double sxx = 0, sxy = 0, syy = 0;
+  void Add(double x0, double y0, double x1, double y1, double w) {
+    sxx += (x0 * x0 + x0 * x1 + x1 * x1) * w;
+    sxy += (2 * x0 * y0 + x0 * y1 + x1 * y0 + 2 * x1 * y1) * w;
+    syy += (y0 * y0 + y0 * y1 + y1 * y1) * w;
+  }
+};
 
 // A ratio folded into [0, 1]: 1 is a perfect match from either side.
 double Fold(double v) { return tol::GtBeyond(v, 1.0) ? 1.0 / v : v; }
@@ -28,7 +38,7 @@ double Fold(double v) { return tol::GtBeyond(v, 1.0) ? 1.0 / v : v; }
 // applied is the sign of |v|, always +1.
 bool TakeLog(double& v) {
   double const a = std::abs(v);
-  if (!(a > kLogFloor)) return false;
+  if (!(a > tol::kLogFloor)) return false;
   v = std::log10(a);
   return true;
 }
@@ -53,7 +63,8 @@ CRawMoments::CRawMoments(unsigned char order)
 
 CRawMoments::CRawMoments(CPointD const* pts, unsigned n) : CRawMoments(static_cast<unsigned char>(0)) {
   if (pts == nullptr || n < 2) return;
-  double a = 0, sx = 0, sy = 0, sxx = 0, sxy = 0, syy = 0, sxxx = 0, sxxy = 0, sxyy = 0, syyy = 0;
+  double a = 0, sx = 0, sy = 0, sxxx = 0, sxxy = 0, sxyy = 0, syyy = 0;
+  CSecondSums second;
   for (unsigned i = 1; i < n; ++i) {
     double const x0 = pts[i - 1].x, y0 = pts[i - 1].y;
     double const x1 = pts[i].x, y1 = pts[i].y;
@@ -61,9 +72,7 @@ CRawMoments::CRawMoments(CPointD const* pts, unsigned n) : CRawMoments(static_ca
     a += c;
     sx += (x0 + x1) * c;
     sy += (y0 + y1) * c;
-    sxx += (x0 * x0 + x0 * x1 + x1 * x1) * c;
-    sxy += (2 * x0 * y0 + x0 * y1 + x1 * y0 + 2 * x1 * y1) * c;
-    syy += (y0 * y0 + y0 * y1 + y1 * y1) * c;
+    second.Add(x0, y0, x1, y1, c);
     sxxx += (x0 * x0 + x1 * x1) * (x0 + x1) * c;
     sxxy += ((3 * y1 + y0) * x1 * x1 + 2 * x1 * x0 * (y0 + y1) + (3 * y0 + y1) * x0 * x0) * c;
     sxyy += (2 * y1 * y0 * (x0 + x1) + (3 * x0 + x1) * y0 * y0 + (3 * x1 + x0) * y1 * y1) * c;
@@ -78,9 +87,9 @@ CRawMoments::CRawMoments(CPointD const* pts, unsigned n) : CRawMoments(static_ca
   m00 = sign * a / 2;
   m10 = sign * sx / 6;
   m01 = sign * sy / 6;
-  m20 = sign * sxx / 12;
-  m11 = sign * sxy / 24;
-  m02 = sign * syy / 12;
+  m20 = sign * second.sxx / 12;
+  m11 = sign * second.sxy / 24;
+  m02 = sign * second.syy / 12;
   m30 = sign * sxxx / 20;
   m21 = sign * sxxy / 60;
   m12 = sign * sxyy / 60;
@@ -147,9 +156,7 @@ double CRCMoments::Eccentricity() const {
   return axes.cy / axes.cx;
 }
 
-CSizeD CRCMoments::Skewness() const {
-  return {mu30 / (std::sqrt(mu20) * mu20), mu03 / (std::sqrt(mu02) * mu02)};
-}
+CSizeD CRCMoments::Skewness() const { return {mu30 / (std::sqrt(mu20) * mu20), mu03 / (std::sqrt(mu02) * mu02)}; }
 
 double CRCMoments::AMI1() const {
   double const m2 = m00 * m00;
@@ -266,30 +273,28 @@ CAreaMoments2::CAreaMoments2(CPointD const* pts, unsigned n) : CAreaMoments1(pts
   if (!(std::abs(dArea) >= tol::kEps)) return;
   // Second pass about the centroid: integrating in centred coordinates
   // avoids the cancellation of m20 - A cx^2 on outlines far from the origin.
-  double sxx = 0, sxy = 0, syy = 0;
+  CSecondSums second;
   double px = pts[n - 1].x - dCx;
   double py = pts[n - 1].y - dCy;
   for (unsigned i = 0; i < n; ++i) {
     double const x = pts[i].x - dCx;
     double const y = pts[i].y - dCy;
-    double const c = px * y - x * py;
-    sxx += (px * px + px * x + x * x) * c;
-    sxy += (2 * px * py + px * y + x * py + 2 * x * y) * c;
-    syy += (py * py + py * y + y * y) * c;
+    second.Add(px, py, x, y, px * y - x * py);
     px = x;
     py = y;
   }
   double const sign = dArea < 0 ? -1.0 : 1.0;
-  dMu20 = sign * sxx / 12;
-  dMu11 = sign * sxy / 24;
-  dMu02 = sign * syy / 12;
+  dMu20 = sign * second.sxx / 12;
+  dMu11 = sign * second.sxy / 24;
+  dMu02 = sign * second.syy / 12;
   ValidateSecond(dMu20, dMu11, dMu02);
 }
 
 CEdgeMoments2::CEdgeMoments2(CPointD const* pts, unsigned n)
     : dLength(0), dCx(0), dCy(0), dMu20(0), dMu11(0), dMu02(0) {
   if (pts == nullptr || n == 0) return;
-  double len = 0, sx = 0, sy = 0, sxx = 0, sxy = 0, syy = 0;
+  double len = 0, sx = 0, sy = 0;
+  CSecondSums second;
   for (unsigned i = 1; i < n; ++i) {
     double const x0 = pts[i - 1].x, y0 = pts[i - 1].y;
     double const x1 = pts[i].x, y1 = pts[i].y;
@@ -300,9 +305,7 @@ CEdgeMoments2::CEdgeMoments2(CPointD const* pts, unsigned n)
     len += l;
     sx += (x0 + x1) * l;
     sy += (y0 + y1) * l;
-    sxx += (x0 * x0 + x0 * x1 + x1 * x1) * l;
-    sxy += (2 * x0 * y0 + x0 * y1 + x1 * y0 + 2 * x1 * y1) * l;
-    syy += (y0 * y0 + y0 * y1 + y1 * y1) * l;
+    second.Add(x0, y0, x1, y1, l);
   }
   if (!std::isfinite(len)) return;
   if (std::abs(len) <= tol::kFltEps) {
@@ -313,9 +316,9 @@ CEdgeMoments2::CEdgeMoments2(CPointD const* pts, unsigned n)
   dLength = len;
   dCx = sx / (2 * len);
   dCy = sy / (2 * len);
-  dMu20 = sxx / 3 - dCx * dCx * len;
-  dMu11 = sxy / 6 - dCx * dCy * len;
-  dMu02 = syy / 3 - dCy * dCy * len;
+  dMu20 = second.sxx / 3 - dCx * dCx * len;
+  dMu11 = second.sxy / 6 - dCx * dCy * len;
+  dMu02 = second.syy / 3 - dCy * dCy * len;
   ValidateSecond(dMu20, dMu11, dMu02);
 }
 

@@ -14,9 +14,14 @@ bool AllFinite(double const* v, unsigned int n) {
 }
 
 void SetIdentity(double* m) {
-  m[0] = 1.0; m[1] = 0.0; m[2] = 0.0;
-  m[3] = 0.0; m[4] = 1.0; m[5] = 0.0;
-  m[6] = 1.0; m[7] = 1.0;
+  m[0] = 1.0;
+  m[1] = 0.0;
+  m[2] = 0.0;
+  m[3] = 0.0;
+  m[4] = 1.0;
+  m[5] = 0.0;
+  m[6] = 1.0;
+  m[7] = 1.0;
 }
 
 // Copies the six coefficients only: the scales are derived, never taken
@@ -28,18 +33,16 @@ void CopySix(double* to, double const* from) {
 }  // namespace
 
 bool CTfwInfo::operator==(CTfwInfo const& o) const {
-  return std::abs(A - o.A) < tol::kFltEps && std::abs(D - o.D) < tol::kFltEps &&
-         std::abs(B - o.B) < tol::kFltEps && std::abs(E - o.E) < tol::kFltEps &&
-         std::abs(1.0 - C / o.C) < tol::kFltEps && std::abs(1.0 - F / o.F) < tol::kFltEps;
+  return std::abs(A - o.A) < tol::kFltEps && std::abs(D - o.D) < tol::kFltEps && std::abs(B - o.B) < tol::kFltEps &&
+         std::abs(E - o.E) < tol::kFltEps && std::abs(1.0 - C / o.C) < tol::kFltEps &&
+         std::abs(1.0 - F / o.F) < tol::kFltEps;
 }
 
 bool CTfwInfo::operator!=(CTfwInfo const& o) const { return !(*this == o); }
 
 CAffineParams::CAffineParams() : m_direct{}, m_inverse{}, m_inverseValid(false) {}
 
-CAffineParams::CAffineParams(double const* direct, double const* inverse) : CAffineParams() {
-  Define(direct, inverse);
-}
+CAffineParams::CAffineParams(double const* direct, double const* inverse) : CAffineParams() { Define(direct, inverse); }
 
 CAffineParams::CAffineParams(CPointD const& origin, CSizeD const& scale, double angle) : CAffineParams() {
   Define(origin, scale, angle);

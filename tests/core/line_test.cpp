@@ -13,6 +13,7 @@
 #include <math/ptstat.h>
 
 #include "core/tolerance.h"
+#include "test_values.h"
 
 namespace {
 
@@ -20,9 +21,9 @@ using Math::CEdge;
 using Math::CEdgeToEdge;
 using Math::CLine;
 
-double const kNaN = std::nan("");
+using kmath_test::IsBad;
+using kmath_test::kNaN;
 
-bool IsBad(double v) { double const bad = Math::tol::BadValue(); return std::memcmp(&v, &bad, sizeof v) == 0; }
 bool Same(CEdge const& a, CEdge const& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 // Within tol; a NaN expectation is met only by a NaN.
 bool Match(double g, double w, double tol = 1e-12) { return std::isnan(w) ? std::isnan(g) : std::abs(g - w) <= tol; }
@@ -30,7 +31,7 @@ bool Match(CPointD const& g, CPointD const& w, double t = 1e-12) { return Match(
 
 }  // namespace
 
-TEST(CLine, RandomLinesKeepTheNormalFormInvariants) {
+TEST(Line, RandomLinesKeepTheNormalFormInvariants) {
   std::mt19937 rng(7);
   std::uniform_real_distribution<double> u(-100.0, 100.0);
   for (int i = 0; i < 300; ++i) {
@@ -49,17 +50,34 @@ TEST(CLine, RandomLinesKeepTheNormalFormInvariants) {
   }
 }
 
-TEST(CLine, BadOpIsThrownExactlyWhereDocumented) {
+TEST(Line, BadOpIsThrownExactlyWhereDocumented) {
   CPointD const p{1, 2};
   // Just under EPS throws, at EPS nothing is thrown (nor for NaN: see the bad input below): X(1) = Y(1) = 2 / EPS.
-  std::function<void()> const throwing[] = {
-      [&] { (void)CLine(p, CPointD{1 + 9e-13, 2}); }, [] { (void)CLine(Math::CLinForm{0, 9e-13, 5}); },
-      [&] { CEdge e{p, p}; Math::ClipEdge(e, CRectD{}); }, [&] { Math::BisectEdge(p, p, p); },
-      [] { CLine(9e-13, 1, 3).X(1); }, [] { CLine(1, 9e-13, 3).Y(1); }, [&] { Math::BisectLine(p, p); }};
-  std::function<void()> const quiet[] = {
-      [&] { (void)CLine(p, CPointD{1 + 1e-12, 2}); }, [] { (void)CLine(Math::CLinForm{0, 1e-12, 5}); },
-      [] { EXPECT_DOUBLE_EQ(CLine(1e-12, 1, 3).X(1), 2e12); }, [] { EXPECT_DOUBLE_EQ(CLine(1, 1e-12, 3).Y(1), 2e12); },
-      [&] { (void)Math::BisectEdge(p, p, CPointD{4, 6}); }};  // one empty arm
+  std::function<void()> const throwing[] = {[&] {
+                                              (void)CLine(p, CPointD{1 + 9e-13, 2});
+                                            },
+                                            [] {
+                                              (void)CLine(Math::CLinForm{0, 9e-13, 5});
+                                            },
+                                            [&] {
+                                              CEdge e{p, p};
+                                              Math::ClipEdge(e, CRectD{});
+                                            },
+                                            [&] { Math::BisectEdge(p, p, p); },
+                                            [] { CLine(9e-13, 1, 3).X(1); },
+                                            [] { CLine(1, 9e-13, 3).Y(1); },
+                                            [&] { Math::BisectLine(p, p); }};
+  std::function<void()> const quiet[] = {[&] {
+                                           (void)CLine(p, CPointD{1 + 1e-12, 2});
+                                         },
+                                         [] {
+                                           (void)CLine(Math::CLinForm{0, 1e-12, 5});
+                                         },
+                                         [] { EXPECT_DOUBLE_EQ(CLine(1e-12, 1, 3).X(1), 2e12); },
+                                         [] { EXPECT_DOUBLE_EQ(CLine(1, 1e-12, 3).Y(1), 2e12); },
+                                         [&] {
+                                           (void)Math::BisectEdge(p, p, CPointD{4, 6});
+                                         }};  // one empty arm
   for (auto const& call : throwing) EXPECT_THROW(call(), CLine::CBadOp) << &call - throwing;
   for (auto const& call : quiet) EXPECT_NO_THROW(call()) << &call - quiet;
 }
@@ -74,7 +92,7 @@ TEST(LineToRect, SidesBeforeTopAndBottomAndACornerTwice) {
   EXPECT_TRUE(meets(CLine(0, 1, -5e-13), {0, -5e-13}, {10, -5e-13}));
 }
 
-TEST(CLineToEdge, AnEndOnTheLineWinsElseTheEndsMustStraddle) {
+TEST(LineToEdge, AnEndOnTheLineWinsElseTheEndsMustStraddle) {
   auto const cross = [](CEdge const& e, double y, double t) {  // against x = 1
     auto const c = Math::CLineToEdge(CLine(1, 0, 1), e).CrossData();
     return c && Match(c->first, CPointD{1, y}) && std::abs(c->second - t) < 1e-15;
@@ -86,7 +104,7 @@ TEST(CLineToEdge, AnEndOnTheLineWinsElseTheEndsMustStraddle) {
                Math::CLineToEdge(CLine(1e6, 0, 0), CEdge{{-1e-15, 0}, {1e-15, 0}}).CrossData());
 }
 
-TEST(CEdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
+TEST(EdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
   CEdge const e1{{0, 0}, {4, 0}};
   auto const params = [](CEdge const& a, CEdge const& b, bool bounded, double t1, double t2) {
     auto const c = CEdgeToEdge(a, b).CrossData(bounded);
@@ -94,12 +112,12 @@ TEST(CEdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
   };
   EXPECT_TRUE(params(e1, {{12, -1}, {12, 1}}, false, 3, 0.5));               // unbounded: unclamped
   EXPECT_TRUE(params(e1, {{4 + 4e-13, -1}, {4 + 4e-13, 1}}, true, 1, 0.5));  // past the end within EPS
-  EXPECT_FALSE(CEdgeToEdge(e1, {{0, 1}, {4, 1 + 1e-8}}).CrossData(false));  // parallel in single precision
+  EXPECT_FALSE(CEdgeToEdge(e1, {{0, 1}, {4, 1 + 1e-8}}).CrossData(false));   // parallel in single precision
   // Collinear: the first of Q0, Q1, P0, P1 on the other edge; unbounded takes Q0 untested.
   EXPECT_TRUE(params(e1, {{1, 0}, {3, 0}}, true, 0.25, 0) && params(e1, {{5, 0}, {3, 0}}, true, 0.75, 1));
   EXPECT_TRUE(params(e1, {{-1, 0}, {6, 0}}, true, 0, 1.0 / 7) && params(e1, {{5, 0}, {6, 0}}, false, 1.25, 0));
   EXPECT_TRUE(params({{9, 0}, {9, 0}}, e1, true, kNaN, 0));  // a point edge's NaN parameter passes
-  auto const angle = [](CPointD d1, CPointD d2) {  // in degrees
+  auto const angle = [](CPointD d1, CPointD d2) {            // in degrees
     return CEdgeToEdge(CEdge{{0, 0}, d1}, CEdge{{5, 0}, CPointD{5, 0} + d2}).MinAngle() / std::acos(0.0) * 90;
   };
   // Folded into [0, 90]; components under EPS are zero; within EPS of a right angle nothing is folded.
@@ -109,7 +127,7 @@ TEST(CEdgeToEdge, CrossDataCollinearOrderMinAngleAndDistance) {
   EXPECT_TRUE(Match(CEdgeToEdge(e1, {{3, -2}, {1, -2}}).Distance(), 2));
 }
 
-TEST(CEdgeToEdge, HasCrossMatchesBoostGeometryAndKeepsItsTolerances) {
+TEST(EdgeToEdge, HasCrossMatchesBoostGeometryAndKeepsItsTolerances) {
   CEdge const e1{{0, 0}, {2, 0}};
   EXPECT_TRUE(CEdgeToEdge(e1, {{2 + 1e-13, -1}, {2 + 1e-13, 1}}).HasCross());  // box slack within EPS
   // The side test's EPS is absolute on a product of cross products: a near

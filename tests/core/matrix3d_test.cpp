@@ -11,8 +11,15 @@ namespace {
 using Math::CMatrix3D;
 
 // The nine entries row by row.
-CMatrix3D Rows(std::initializer_list<double> v) { CMatrix3D r; std::memcpy(r.m, v.begin(), sizeof r.m); return r; }
-CMatrix3D Inverse(CMatrix3D m) { m.Invert(); return m; }
+CMatrix3D Rows(std::initializer_list<double> v) {
+  CMatrix3D r;
+  std::memcpy(r.m, v.begin(), sizeof r.m);
+  return r;
+}
+CMatrix3D Inverse(CMatrix3D m) {
+  m.Invert();
+  return m;
+}
 // Sum of the entries' absolute differences: a NaN or infinity shows.
 double Diff(CMatrix3D const& a, CMatrix3D const& b) {
   double d = 0.0;
@@ -28,7 +35,7 @@ CPoint3D Rodrigues(CPoint3D const& k, double a, CPoint3D const& v) {
 
 }  // namespace
 
-TEST(CMatrix3D, HandWorkedValuesAndDocumentedQuirks) {
+TEST(Matrix3D, HandWorkedValuesAndDocumentedQuirks) {
   CMatrix3D const a = Rows({1, 2, 3, 4, 5, 6, 7, 8, 10}), b = Rows({-1, 0, 2, 3, 1, 1, 0, 5, -2});
   CMatrix3D c = a, self = a;
   c *= b;  // a on the left: a * b is (5, 17, -2), (11, 35, 1), (17, 58, 2) by hand
@@ -40,7 +47,7 @@ TEST(CMatrix3D, HandWorkedValuesAndDocumentedQuirks) {
   EXPECT_TRUE(Dist(Spherical({1e-13, 0, 0}), {0, 0, 0}) == 0.0 && std::isnan(Spherical({std::nan(""), 0, 1}).x));
 }
 
-TEST(CMatrix3D, InversesRotationsAndSphericalRoundTrip) {
+TEST(Matrix3D, InversesRotationsAndSphericalRoundTrip) {
   std::mt19937 rng(8);
   std::uniform_real_distribution<double> u(-3.0, 3.0);
   for (int k = 0; k < 200; ++k) {
@@ -54,7 +61,8 @@ TEST(CMatrix3D, InversesRotationsAndSphericalRoundTrip) {
     // RotateX, RotateZ and Rotation turn points by -a, RotateY by +a. Rotation normalises the axis in place
     // before turns reads it.
     EXPECT_LT(turns(CMatrix3D::RotateX(a), {1, 0, 0}, -a) + turns(CMatrix3D::RotateY(a), {0, 1, 0}, a) +
-                  turns(CMatrix3D::RotateZ(a), {0, 0, 1}, -a) + turns(CMatrix3D::Rotation(axis, a), axis, -a), 1e-12);
+                  turns(CMatrix3D::RotateZ(a), {0, 0, 1}, -a) + turns(CMatrix3D::Rotation(axis, a), axis, -a),
+              1e-12);
     EXPECT_LT(Dist(axis, raw * (1 / std::hypot(raw.x, raw.y, raw.z))), 1e-15);
     // s is (r, azimuth, elevation).
     EXPECT_LT(Dist({s.x * std::cos(s.z) * std::cos(s.y), s.x * std::cos(s.z) * std::sin(s.y), s.x * std::sin(s.z)}, v),

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -13,15 +14,20 @@
 #include <boost/geometry/geometries/point_xy.hpp>
 
 #include "core/tolerance.h"
+#include "test_values.h"
 #include "xy_reader.h"
 
 namespace {
 
-double const kNaN = std::nan(""), kInf = HUGE_VAL;
+using kmath_test::IsBad;
+using kmath_test::kInf;
+using kmath_test::kNaN;
 using Pts = std::vector<CPointD>;
 
-bool IsBad(double v) { double const bad = Math::tol::BadValue(); return std::memcmp(&v, &bad, sizeof v) == 0; }
 bool Near(double a, double b) { return std::abs(a - b) <= 1e-12; }
+bool Same(Pts const& a, Pts const& b) {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0);
+}
 
 // The hull must be Boost.Geometry's counter-clockwise ring of the caller's
 // exact points, closed, started at one of its vertices.
@@ -41,7 +47,7 @@ void CheckHull(Pts h, int trace) {
 
 }  // namespace
 
-TEST(CPtStat, SumsMergeExactlyAndTheFitsAreLeastSquaresLines) {
+TEST(PtStat, SumsMergeExactlyAndTheFitsAreLeastSquaresLines) {
   CPointD const pts[] = {{1, 2}, {3, -1}, {0.5, 4}, {-2, 0}}, horiz[] = {{0, 2}, {5, 2}}, vert[] = {{3, 0}, {3, 9}};
   Math::CPtStat s(pts, 2);
   s += Math::CPtStat(pts + 2, 2);
@@ -115,13 +121,35 @@ TEST(NextCombination, LexicographicSubsetsAndTheSignedBound) {
   EXPECT_EQ(all(5, 2, {3, 1, 4}).front(), (std::vector<int>{0, 1}));  // a wrong size restarts
 }
 
+// Regression: with n = 2^32 - 1 the bound n - k + i passed INT_MAX and the
+// increment of the subset's last element overflowed its int.
+TEST(NextCombination, CountsBeyondIntAreRejectedInsteadOfOverflowing) {
+  int const top = std::numeric_limits<int>::max();
+  std::vector<int> comb{top - 1};
+  EXPECT_FALSE(Math::NextCombination(4294967295u, 1, comb));
+  EXPECT_FALSE(Math::NextCombination(4294967295u, 1, comb));
+  EXPECT_FALSE(Math::NextCombination(1u << 31 | 1u, 1, comb));
+  EXPECT_EQ(comb, std::vector<int>{top - 1});
+  std::vector<int> none;
+  EXPECT_TRUE(!Math::NextCombination(3, 4294967295u, none) && none.empty());  // no 16 GB first subset
+  // 2^31 is the largest count: its last element INT_MAX ends the run.
+  EXPECT_TRUE(Math::NextCombination(1u << 31, 1, comb) && comb == std::vector<int>{top});
+  EXPECT_FALSE(Math::NextCombination(1u << 31, 1, comb));
+  EXPECT_EQ(comb, std::vector<int>{top});
+}
+
 TEST(PtStat, BadInputGivesFailureValuesAndKeepsOutputs) {
   CPointD const one[] = {{1, 1}}, square[] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}}, spot[] = {{2, 2}, {2, 2}, {2, 2}},
                 nan[] = {{0, 0}, {kNaN, 1}, {2, 2}}, inf[] = {{0, 0}, {kInf, 1}, {2, 2}};
   // Nothing, too few points, no main direction, non-finite sums.
   Math::CLinForm f{7, 8, 9};
-  for (auto const& [pts, n, lirFails] : {std::tuple{one, 1, true}, {square, 0, true}, {nullptr, 5, true},
-                                          {square, 4, false}, {spot, 3, true}, {nan, 3, true}, {inf, 3, false}}) {
+  for (auto const& [pts, n, lirFails] : {std::tuple{one, 1, true},
+                                         {square, 0, true},
+                                         {nullptr, 5, true},
+                                         {square, 4, false},
+                                         {spot, 3, true},
+                                         {nan, 3, true},
+                                         {inf, 3, false}}) {
     Math::CPtStat const s(pts, n);
     EXPECT_TRUE(!s.InitLine(f) && f.a == 7 && f.b == 8 && f.c == 9 && s.MSError() == 0.0) << n;
     EXPECT_TRUE(!lirFails || (!Math::LIRLine(f, pts, n, 0.5, 1.0, true) && f.a == 7)) << n;
@@ -130,7 +158,7 @@ TEST(PtStat, BadInputGivesFailureValuesAndKeepsOutputs) {
   EXPECT_TRUE(none.GetCount() == 0u && IsBad(none.AvgPoint().x) && IsBad(none.AvgPoint().y));
   // The forced fit is all-zero when every point is at p (or there are none).
   EXPECT_TRUE(none.MSError(1, 1, 1) == 0 && none.InitLine(f, CPointD{1, 1}) && f.a == 0.0 && f.b == 0.0 && f.c == 0.0);
-  EXPECT_TRUE(Math::CPtStat(nan, 3).InitLine(f, CPointD{0, 0}) && std::isnan(f.a));     // true, with a NaN form
+  EXPECT_TRUE(Math::CPtStat(nan, 3).InitLine(f, CPointD{0, 0}) && std::isnan(f.a));  // true, with a NaN form
   EXPECT_TRUE(Math::MaxDeviation({0, 1, 1}, square, 0) == 0.0 && Math::MaxDeviation({0, 1, 1}, nullptr, 3) == 0.0 &&
               IsBad(Math::MaxDeviation({0, 1, 1}, nan, 3)));
 
@@ -163,9 +191,37 @@ TEST(ConvexHull, OrderTieRulesAndUntouchedInput) {
   EXPECT_TRUE(hulls({{0, 5e-13}, {0, 0}, {3, 1}, {2, 3}}, {{0, 5e-13}, {3, 1}, {2, 3}, {0, 5e-13}}));
   EXPECT_TRUE(hulls({{0, 0}, {-5e-13, 0}, {3, 1}, {2, 3}}, {{0, 0}, {3, 1}, {2, 3}, {-5e-13, 0}, {0, 0}}));
   // Three points or fewer, and non-finite input, are left as they are.
-  for (Pts const& p : {Pts{{3, 3}, {0, 0}, {1, 1}}, {{0, 0}, {kNaN, 2}, {4, 0}, {4, 4}}, {},
-                       {{0, -kInf}, {4, 0}, {4, 4}, {1, 1}}})
+  for (Pts const& p :
+       {Pts{{3, 3}, {0, 0}, {1, 1}}, {{0, 0}, {kNaN, 2}, {4, 0}, {4, 4}}, {}, {{0, -kInf}, {4, 0}, {4, 4}, {1, 1}}})
     EXPECT_TRUE(hulls(p, p)) << p.size();
+}
+
+// Regression: differences of coordinates near the largest double overflowed
+// to infinity and the square with corners at +-1e308 came back degenerate.
+TEST(ConvexHull, HugeFiniteCoordinatesGiveTheTrueHull) {
+  for (double c : {1e308, std::numeric_limits<double>::max(), 1e200, 0x1p500 * 1.5}) {
+    Pts p = {{0, 0}, {c, c}, {-c, c}, {c, -c}, {-c, -c}, {c / 2, -c / 4}};
+    Math::ConvexHull(p);
+    EXPECT_TRUE(Same(p, {{-c, -c}, {c, -c}, {c, c}, {-c, c}, {-c, -c}})) << c;
+  }
+  // Scaling by a power of two is exact, so the hull of the scaled points is
+  // the scaled hull, vertex for vertex.
+  std::mt19937 rng(99);
+  std::uniform_real_distribution<double> u(-1000.0, 1000.0);
+  for (int k = 0; k < 100; ++k) {
+    Pts pts(4 + k % 60);
+    for (CPointD& q : pts) q = CPointD{u(rng), u(rng)};
+    Pts hull = pts;
+    Math::ConvexHull(hull);
+    for (int e : {450, 520, 1000}) {
+      Pts big;
+      for (CPointD const& q : pts) big.push_back({std::ldexp(q.x, e), std::ldexp(q.y, e)});
+      Math::ConvexHull(big);
+      Pts want;
+      for (CPointD const& q : hull) want.push_back({std::ldexp(q.x, e), std::ldexp(q.y, e)});
+      EXPECT_TRUE(Same(big, want)) << "set " << k << ", scale 2^" << e;
+    }
+  }
 }
 
 TEST(ConvexHull, RandomSetsAndRealOutlinesMatchBoostGeometry) {

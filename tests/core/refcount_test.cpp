@@ -28,7 +28,7 @@ using CShared = CTracked<Kcls::CRcMultiThrd>;
 
 }  // namespace
 
-TEST(CRcPtr, TheLastReleaseDestroysCopiesStartUnsharedAndThreadsBalance) {
+TEST(RcPtr, TheLastReleaseDestroysCopiesStartUnsharedAndThreadsBalance) {
   {
     Kcls::CRcPtr<CNode> a(new CNode), b = a, copy(new CNode(*a));
     *copy = *a;  // neither copying nor assigning an object shares its count
@@ -42,7 +42,9 @@ TEST(CRcPtr, TheLastReleaseDestroysCopiesStartUnsharedAndThreadsBalance) {
   }
   // Holders on two threads at once: the atomic count balances.
   Kcls::CRcPtr<CShared> root(new CShared);
-  auto const hold = [&root] { for (int i = 0; i < 1000000; ++i) Kcls::CRcPtr<CShared>(root).reset(); };
+  auto const hold = [&root] {
+    for (int i = 0; i < 1000000; ++i) Kcls::CRcPtr<CShared>(root).reset();
+  };
   std::thread other(hold);
   hold();
   other.join();

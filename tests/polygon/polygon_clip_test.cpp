@@ -2,6 +2,7 @@
 #include <boost/geometry/geometries/geometries.hpp>
 
 #include "polygon_oracle.h"
+#include "test_picture.h"
 
 namespace kmath_test {
 namespace {
@@ -13,7 +14,13 @@ namespace bg = boost::geometry;
 // 2.5, so 3).
 TEST(ClipPolyByRect, PiecesRunAlongASideOnlyWhereTheInputDoesCutsRoundOnceAndBadInputIsHarmless) {
   char const* const corner = "-5 -5, 5 -5, 5 5, -5 5, -5 -5";
-  struct Case { char const *name, *in; bool keep; char const* want; CRectD rect{0, 0, 10, 10}; bool ints = false; };
+  struct Case {
+    char const *name, *in;
+    bool keep;
+    char const* want;
+    CRectD rect{0, 0, 10, 10};
+    bool ints = false;
+  };
   Case const cases[] = {
       // keep: keepClosed, which does nothing to a polyline that is not closed.
       {"out and back in: two pieces", "-5 5, 5 5, 5 15, 8 15, 8 5, 15 5", true, "0 5, 5 5, 5 10 | 8 10, 8 5, 10 5"},
@@ -41,7 +48,10 @@ TEST(ClipPolyByRect, PiecesRunAlongASideOnlyWhereTheInputDoesCutsRoundOnceAndBad
       {"a kept ring leaves a NaN vertex out", "1 1, 2 1, nan 0, 1 2, 1 1", true, "1 1, 2 1, 1 2, 1 1"},
       {"huge coordinates", "-1e308 5, 1e308 5", false, "0 5, 10 5"},
   };
-  auto const clip = [](auto p, Case const& c) { Math::ClipPolyByRect(p, c.rect, c.keep); return Text(p); };
+  auto const clip = [](auto p, Case const& c) {
+    Math::ClipPolyByRect(p, c.rect, c.keep);
+    return Text(p);
+  };
   for (Case const& c : cases) {
     MPoly const polys = Polys(c.in);
     Math::mpoly_base<tagPOINT> ints(polys.size());
@@ -67,7 +77,10 @@ TEST(ClipPolyByRect, AgreesWithBoostGeometryOnRealData) {
                                  "nc_counties.xy", "world_ne110m_countries.xy", "soho_buildings_crack.xy"}) {
     SCOPED_TRACE(file);
     std::vector<Ring> const lines = Rings(file);
-    auto const vertex = [&] { Ring const& l = lines[rng() % lines.size()]; return l[rng() % l.size()]; };
+    auto const vertex = [&] {
+      Ring const& l = lines[rng() % lines.size()];
+      return l[rng() % l.size()];
+    };
     for (int k = 0; k < 4; ++k) {
       CPointD const a = vertex(), b = vertex();
       CRectD const r{std::min(a.x, b.x), std::min(a.y, b.y), std::max(a.x, b.x), std::max(a.y, b.y)};
@@ -83,14 +96,22 @@ TEST(ClipPolyByRect, AgreesWithBoostGeometryOnRealData) {
         Math::ClipPolyByRect(open, r, false);
         Math::ClipPolyByRect(kept, r, true);
         for (Ring const& piece : open) got += Length(piece);
-        for (MPoly const* res : {&open, &kept}) for (Ring const& piece : *res) for (CPointD const& p : piece)
-          ASSERT_TRUE(p.x >= r.left && p.x <= r.right && p.y >= r.top && p.y <= r.bottom);
+        for (MPoly const* res : {&open, &kept})
+          for (Ring const& piece : *res)
+            for (CPointD const& p : piece)
+              ASSERT_TRUE(p.x >= r.left && p.x <= r.right && p.y >= r.top && p.y <= r.bottom);
         if (line.size() < 4 || line.front().x != line.back().x || line.front().y != line.back().y) continue;
         bg::correct(poly);
         bg::model::multi_polygon<bg::model::polygon<Pt>> parts;
         bg::intersection(poly, box, parts);
         double const area = bg::area(parts), tol = 1e-9 * std::abs(Area(line)) + 1e-15;
         ASSERT_LE(kept.size(), 1u);
+        if (std::abs((kept.empty() ? 0.0 : std::abs(Area(kept[0]))) - area) > tol) {
+          Picture pic("ClipPolyByRect_" + file + "_" + std::to_string(k));
+          pic.Polygon("input", MPoly{line}, kGrey);
+          pic.Polygon("kept", kept, kRed);
+          pic.Polyline("window", {{r.left, r.top}, {r.right, r.top}, {r.right, r.bottom}, {r.left, r.bottom}, {r.left, r.top}}, kBlue);
+        }
         EXPECT_NEAR(kept.empty() ? 0.0 : std::abs(Area(kept[0])), area, tol);
         cut += area > tol && area < bg::area(poly) - tol;
       }

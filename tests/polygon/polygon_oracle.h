@@ -14,13 +14,13 @@
 #include <random>
 #include <sstream>
 
+#include "test_values.h"
 #include "xy_reader.h"
 
 namespace kmath_test {
 
 using Ring = Math::poly_base<CPointD>;
 using MPoly = Math::mpoly_base<CPointD>;
-constexpr double kNaN = NAN;
 
 // "x y, x y | x y, x y": polylines split at '|', points at ','. "" holds no
 // polyline, " " one empty polyline; nan, inf and 1e308 are numbers.
@@ -72,7 +72,8 @@ inline double SegDist(CPointD const& p, CPointD const& a, CPointD const& b) {
 inline int Side(CPointD const& p, std::vector<Ring> const& rings, double tol) {
   bool odd = false;
   for (Ring const& r : rings) {
-    for (std::size_t k = 0; k + 1 < r.size(); ++k) if (SegDist(p, r[k], r[k + 1]) < tol) return 0;
+    for (std::size_t k = 0; k + 1 < r.size(); ++k)
+      if (SegDist(p, r[k], r[k + 1]) < tol) return 0;
     odd ^= Winding(p, r) != 0;
   }
   return odd ? 1 : -1;
@@ -96,7 +97,8 @@ inline double Area(std::vector<CPointD> const& r) {
 // shorelines the data's region cut.
 inline std::vector<Ring> Rings(std::string const& file, bool closedOnly = false) {
   std::vector<Ring> out;
-  for (auto const& b : LoadXY(file)) if (!closedOnly || (b.pts.size() > 3 && b.IsClosed())) out.emplace_back(b.pts);
+  for (auto const& b : LoadXY(file))
+    if (!closedOnly || (b.pts.size() > 3 && b.IsClosed())) out.emplace_back(b.pts);
   return out;
 }
 

@@ -8,7 +8,13 @@ TEST(SplitPoly, CutsAtEveryContactJoinsPiecesThatMeetAndSurvivesBadInput) {
   char const* const loop = "5 5, 15 5, 15 8, 5 8, 5 5";
   char const* const messy = "| 3 3 | 1 1, 1 1 | 0 0, 10 0, 10 10, 0 10, 0 0 | 20 0, nan 5, 20 10";
   // bdIn: boundaryInside. `in` and `out`: the pieces each result gains.
-  struct Case { char const* name; char const* plg; char const* line; bool closed, bdIn; char const *in, *out; };
+  struct Case {
+    char const* name;
+    char const* plg;
+    char const* line;
+    bool closed, bdIn;
+    char const *in, *out;
+  };
   Case const cases[] = {
       {"holes count even-odd", "0 0, 10 0, 10 10, 0 10, 0 0 | 4 4, 6 4, 6 6, 4 6, 4 4", "-5 5, 3 5, 15 5", false, true,
        "0 5, 3 5, 4 5 | 6 5, 10 5", "-5 5, 0 5 | 4 5, 6 5 | 10 5, 15 5"},
@@ -63,18 +69,20 @@ void CheckSplit(char const* name, CStdPlgn const& plg, std::vector<Ring> const& 
     split(line, pieces[0], pieces[1], bdIn);
     crossed += !pieces[0].empty() && !pieces[1].empty();
     double total = 0.0;
-    for (int side = 0; side < 2; ++side) for (Ring const& piece : pieces[side]) {
-      ASSERT_GE(piece.size(), 2u);
-      total += Length(piece);
-      for (CPointD const& e : {piece.front(), piece.back()})
-        ASSERT_TRUE(Side(e, plg, 1e-6) == 0 || Length({e, line[0]}) * Length({e, line.back()}) == 0);
-      for (std::size_t i = 0; i + 1 < piece.size(); ++i) for (double t : {0.25, 0.5, 0.75}) {
-        CPointD const p = piece[i] + (piece[i + 1] - piece[i]) * t;
-        int const want = Side(p, plg, 1e-6);
-        samples += want != 0;
-        ASSERT_TRUE(want == 0 || want == (side == 0 ? 1 : -1)) << "p = " << p.x << " " << p.y;
+    for (int side = 0; side < 2; ++side)
+      for (Ring const& piece : pieces[side]) {
+        ASSERT_GE(piece.size(), 2u);
+        total += Length(piece);
+        for (CPointD const& e : {piece.front(), piece.back()})
+          ASSERT_TRUE(Side(e, plg, 1e-6) == 0 || Length({e, line[0]}) * Length({e, line.back()}) == 0);
+        for (std::size_t i = 0; i + 1 < piece.size(); ++i)
+          for (double t : {0.25, 0.5, 0.75}) {
+            CPointD const p = piece[i] + (piece[i + 1] - piece[i]) * t;
+            int const want = Side(p, plg, 1e-6);
+            samples += want != 0;
+            ASSERT_TRUE(want == 0 || want == (side == 0 ? 1 : -1)) << "p = " << p.x << " " << p.y;
+          }
       }
-    }
     if (pieces[0].empty() && pieces[1].empty()) continue;  // on the boundary throughout
     EXPECT_NEAR(total, Length(line), 1e-9 * total);
   }

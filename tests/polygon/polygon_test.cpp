@@ -1,11 +1,17 @@
 #include "polygon_oracle.h"
+#include "test_picture.h"
 
 namespace kmath_test {
 namespace {
 
 TEST(PtInside, HalfOpenCrossingRuleNoClosingEdgeAndBadInput) {
   char const* const sq = "0 0, 4 0, 4 4, 0 4, 0 0";
-  struct Case { char const* name; char const* ring; CPointD p; bool want; } const cases[] = {
+  struct Case {
+    char const* name;
+    char const* ring;
+    CPointD p;
+    bool want;
+  } const cases[] = {
       {"bottom edge: the side edges count from their lower end", sq, {2, 0}, true},
       {"top edge: no edge holds y = 4 half-open", sq, {2, 4}, false},
       {"left edge: a crossing at p.x is not strictly right", sq, {0, 2}, true},
@@ -25,7 +31,11 @@ TEST(PtInside, HalfOpenCrossingRuleNoClosingEdgeAndBadInput) {
 
 // Outer rings turn clockwise, holes counter-clockwise (y up).
 TEST(IncludeHoles, SplicesHolesByTheTieRulesAndSurvivesBadContours) {
-  struct Case { char const* name; char const* in; char const* want; } const cases[] = {
+  struct Case {
+    char const* name;
+    char const* in;
+    char const* want;
+  } const cases[] = {
       {"one contour is left alone, whatever its orientation", "0 0, 1 0, 1 1, 0 1, 0 0", "0 0, 1 0, 1 1, 0 1, 0 0"},
       {"bridged from the nearest vertex left of the hole", "0 0, 10 0, 10 10, 0 10, 0 0 | 2 2, 2 4, 4 4, 4 2, 2 2",
        "0 0, 2 2, 4 2, 4 4, 2 4, 2 2, 0 0, 0 10, 10 10, 10 0, 0 0"},
@@ -87,6 +97,11 @@ TEST(PtInside, AgreesWithWindingNumbersOnRealRingsBeforeAndAfterIncludeHoles) {
       if (side == 0) continue;
       in += side > 0;
       SCOPED_TRACE(testing::Message() << "p = " << p.x << " " << p.y);
+      if (CStdPlgn::PtInside(p, ring) != (Winding(p, ring) != 0)) {
+        Picture pic("PtInside_" + file + "_" + std::to_string(k));
+        pic.Polygon("ring", MPoly{ring}, kGrey);
+        pic.Points("point", {p}, kRed);
+      }
       ASSERT_EQ(CStdPlgn::PtInside(p, ring), Winding(p, ring) != 0);
       ASSERT_EQ(before.PtInside(p), side > 0);
       ASSERT_EQ(after.PtInside(p), side > 0);
@@ -98,7 +113,12 @@ TEST(PtInside, AgreesWithWindingNumbersOnRealRingsBeforeAndAfterIncludeHoles) {
 TEST(ClassifyPoint, PositionsAgainstADirectedEdgeWithRelativeTolerance) {
   using P = CClassifyPoint;
   Math::CEdge const e{{0, 0}, {2, 0}}, far{{1e13, 0}, {2e13, 1e13}}, dot{{1, 1}, {1, 1}};
-  struct Case { char const* name; Math::CEdge edge; CPointD p; P::PT_POSITION want; } const cases[] = {
+  struct Case {
+    char const* name;
+    Math::CEdge edge;
+    CPointD p;
+    P::PT_POSITION want;
+  } const cases[] = {
       {"past the end by a relative 5e-9: on it", e, {2 + 1e-8, 0}, P::PT_ON_EDGE},
       {"past the end by a relative 5e-7", e, {2 + 1e-6, 0}, P::PT_BEYOND},
       {"L = 2e-9 and R = 0 near-equal: collinear, behind", e, {-1, 1e-9}, P::PT_BEHIND},

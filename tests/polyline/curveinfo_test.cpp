@@ -15,91 +15,9 @@ constexpr double kPi = 3.14159265358979323846;
 
 double Dist(CPointD a, CPointD b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
-// ---- positions along a polyline ----
-
-// MoveAlong leaves the hit normalised (valid, param in [0, 1)); CutBetween
-// lists the vertices strictly between its ends in the order of travel.
-TEST(PolylineModel, MoveAlongAndCutBetweenFollowTheOrderOfTravel) {
-  Pts const p = {{0, 0}, {3, 0}, {3, 0}, {3, 4}};  // lengths 3, 0, 4
-  Pts const sq = {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0}}, run = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}};
-  struct Move { char const* name; Pts const* poly; poly_hit from; double dist; bool wrap; double moved; CPointD at; };
-  Move const moves[] = {
-      {"over the zero-length segment", &p, {0, 0.5}, 3.5, false, 3.5, {3, 2}},
-      {"open: stopped at the end, no wrap", &p, {0, 0.5}, 100.0, true, 5.5, {3, 4}},
-      {"infinite distance", &p, {1, 0.0}, kInf, false, 4.0, {3, 4}},
-      {"ring without wrap", &sq, {0, 0.0}, -1.0, false, 0.0, {0, 0}},
-      {"ring backward past the start", &sq, {0, 0.5}, -1.0, true, -1.0, {0, 0.5}},
-      {"ring through the closing point", &sq, {3, 0.5}, 1.0, true, 1.0, {0.5, 0}},
-      {"ring a million times round", &sq, {0, 0.0}, 4e6 + 2.5, true, 4e6 + 2.5, {0.5, 1}},
-  };
-  for (Move const& c : moves) {
-    SCOPED_TRACE(c.name);
-    poly_hit h = c.from;
-    EXPECT_NEAR(Math::MoveAlong(*c.poly, h, c.dist, c.wrap), c.moved, 1e-12);
-    EXPECT_TRUE(Math::IsValidHit(*c.poly, h) && h.param >= 0.0 && h.param < 1.0);
-    EXPECT_NEAR(Dist(Math::PointAt(*c.poly, h), c.at), 0.0, 1e-9);
-  }
-  EXPECT_GT(Math::PointAt(Pts{{0, 0}, {1e6, 0}}, poly_hit(0, 1 + 5e-13)).x, 1e6);  // valid, so not clamped
-  struct Cut { char const* name; poly_hit from, to; std::vector<double> xs; } const cuts[] = {
-      {"end of a segment is the next vertex", {1, 1.0}, {3, 1 - 1e-13}, {2, 3, 4}},
-      {"backward", {3, 0.5}, {0, 0.5}, {3.5, 3, 2, 1, 0.5}},
-      {"backward from a vertex", {3, 0.0}, {1, 0.0}, {3, 2, 1}},
-      {"same position", {2, 0.5}, {2, 0.5 + 1e-13}, {2.5}},
-  };
-  for (Cut const& c : cuts) {
-    Pts out;
-    std::vector<double> xs;
-    EXPECT_TRUE(Math::CutBetween(run, c.from, c.to, out)) << c.name;
-    for (CPointD const& q : out) xs.push_back(q.x);
-    EXPECT_EQ(xs, c.xs) << c.name;
-  }
-}
-
-TEST(PolylineModel, BadHitsFailAndLeaveTheCallersDataUntouched) {
-  Pts const p = {{0, 0}, {1, 0}, {2, 0}};
-  for (poly_hit bad : {poly_hit(-1, 0), poly_hit(3, 0), poly_hit(2, 0.5), poly_hit(0, -0.1), poly_hit(0, kNaN)}) {
-    SCOPED_TRACE(std::to_string(bad.index) + " " + std::to_string(bad.param));
-    poly_hit h = bad;
-    Pts out{{9, 9}};
-    EXPECT_FALSE(Math::IsValidHit(p, bad));
-    EXPECT_TRUE(AllOnes(Math::PointAt(p, bad).x) && AllOnes(Math::PointAt(p, bad).y));
-    EXPECT_TRUE(AllOnes(Math::MoveAlong(p, h, 1.0)) && h.index == bad.index);
-    EXPECT_FALSE(Math::CutBetween(p, bad, poly_hit(0, 0), out) || Math::CutBetween(p, poly_hit(0, 0), bad, out));
-    EXPECT_TRUE(Same(out, {{9, 9}}));
-  }
-  poly_hit h(0, 0.5);
-  EXPECT_TRUE(AllOnes(Math::MoveAlong(p, h, kNaN)) && h.param == 0.5);
-  EXPECT_TRUE(AllOnes(Math::MoveAlong({}, h, 1.0)) && AllOnes(Math::PointAt({}, h).x));
-}
-
-// On real outlines the cut between a position and the one moved d along is
-// d long, and moving back by what was travelled returns to the start.
-TEST(PolylineModel, MovingThereAndBackOnATracedOutlineIsARoundTrip) {
-  std::mt19937 rng(7);
-  std::uniform_real_distribution<double> unit(0.0, 1.0);
-  for (char const* f : {"horse_chain.xy", "coins_crack.xy", "ccitt2_centerlines.xy"}) {
-    auto const polys = kmath_test::LoadPolylines(f);
-    for (size_t b = 0; b < polys.size(); b += 7) {
-      Pts const& p = polys[b];
-      for (int k = 0; k < 20 && p.size() >= 2; ++k) {
-        poly_hit const h0(static_cast<int>(rng() % (p.size() - 1)), unit(rng));
-        poly_hit h = h0;
-        double const moved = Math::MoveAlong(p, h, 80 * unit(rng) - 40);
-        Pts cut;
-        ASSERT_TRUE(Math::CutBetween(p, h0, h, cut));
-        double len = 0;
-        for (size_t i = 1; i < cut.size(); ++i) len += Dist(cut[i], cut[i - 1]);
-        ASSERT_NEAR(len, std::abs(moved), 1e-9);
-        ASSERT_NEAR(Math::MoveAlong(p, h, -moved), -moved, 1e-9);
-        ASSERT_NEAR(Dist(Math::PointAt(p, h0), Math::PointAt(p, h)), 0.0, 1e-9);
-      }
-    }
-  }
-}
-
 // ---- the fitted stretch ----
 
-TEST(CCurveInfo, ParametersDegreeAndLineFollowTheStretchRules) {
+TEST(CurveInfo, ParametersDegreeAndLineFollowTheStretchRules) {
   Poly const run = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}};
   // The point that carries the walked length past dLength is still used;
   // reaching it exactly is not passing it.
@@ -107,7 +25,7 @@ TEST(CCurveInfo, ParametersDegreeAndLineFollowTheStretchRules) {
   EXPECT_EQ(CCurveInfo(run, 3.0, 2, 0.0).Params(), (std::vector<double>{0, 1, 2, 3, 4}));
   EXPECT_EQ(CCurveInfo(run, 2.5, 2, 0.5).Params(), (std::vector<double>{-0.5, 0.5, 1.5, 2.5}));
   CCurveInfo const two(Poly{{0, 0}, {3, 4}}, 10.0, 3, 0.0);  // degree 1: no c2 for the curvature
-  EXPECT_TRUE(two.Polynom().size() == 2 && std::abs(two.TanVector().y - 0.8) < 1e-12 && AllOnes(two.Curvature()));
+  EXPECT_TRUE(two.Polynom().size() == 2 && std::abs(two.TanVector().y - 0.8) < 1e-12 && IsBad(two.Curvature()));
   // Two distinct parameters for four coefficients: the surplus ones are 0.
   auto const dup = CCurveInfo(Poly{{0, 0}, {0, 0}, {2, 0}, {2, 0}}, 10.0, 3, 0.0).Polynom();
   EXPECT_TRUE(dup.size() == 4 && std::abs(dup[1].x - 1) < 1e-12 && dup[2].x == 0 && dup[3].x == 0);
@@ -153,7 +71,12 @@ TEST(CurveInfo, CurvatureOfASampledCircleIsTheInverseRadius) {
 // angle pi/3; the angle between the arms may equal the limit).
 TEST(CurveInfo, StretchIsCutAfterTheFirstKinkByProcessWideParameters) {
   CPointD const back = {-std::sqrt(0.75), 0.5}, up = {0, 1};
-  struct Case { char const* name; double arm, kinkArm, kinkAngle; CPointD leg; double reach; } const cases[] = {
+  struct Case {
+    char const* name;
+    double arm, kinkArm, kinkAngle;
+    CPointD leg;
+    double reach;
+  } const cases[] = {
       {"arms of 3: a kink, cut at arc 6", 3.0, 2.0, kPi / 3, back, 6.0},
       {"arms of 1.5, under the arm length: no kink", 1.5, 2.0, kPi / 3, back, 9.0},
       {"shorter arm length: a kink", 1.5, 1.0, kPi / 3, back, 3.0},
@@ -173,7 +96,10 @@ TEST(CurveInfo, StretchIsCutAfterTheFirstKinkByProcessWideParameters) {
 TEST(CurveInfo, BadInputGivesTheInvalidObject) {
   Poly const p = {{0, 0}, {1, 0}, {2, 0}, {3, 1}};
   auto at = [&p](poly_hit h, double len, bool back) { return Math::CurveInfo(p, h, len, back, 3); };
-  struct Case { char const* name; CCurveInfo ci; } const cases[] = {
+  struct Case {
+    char const* name;
+    CCurveInfo ci;
+  } const cases[] = {
       {"fit of no point", CCurveInfo(Poly{}, 10.0, 3, 0.0)},
       {"fit of one point", CCurveInfo(Poly{{1, 1}}, 10.0, 3, 0.0)},
       {"fit over a NaN", CCurveInfo(Poly{{0, 0}, {kNaN, 1}, {2, 2}}, 10.0, 3, 0.0)},
@@ -188,9 +114,37 @@ TEST(CurveInfo, BadInputGivesTheInvalidObject) {
   for (Case const& c : cases) {
     SCOPED_TRACE(c.name);
     EXPECT_TRUE(!c.ci.IsValid() && c.ci.Params().empty() && c.ci.RegLine().empty());
-    EXPECT_TRUE(AllOnes(c.ci.Tangent()) && AllOnes(c.ci.Curvature()) && AllOnes(c.ci.Direction()));
-    EXPECT_TRUE(AllOnes(c.ci.TanVector().x) && AllOnes(c.ci.TanVector(1.0).y) && AllOnes(c.ci.DirVector().x));
+    EXPECT_TRUE(IsBad(c.ci.Tangent()) && IsBad(c.ci.Curvature()) && IsBad(c.ci.Direction()));
+    EXPECT_TRUE(IsBad(c.ci.TanVector().x) && IsBad(c.ci.TanVector(1.0).y) && IsBad(c.ci.DirVector().x));
   }
+}
+
+// Regression: a negative length fits the polynomial to the first point only,
+// but the line still reads the second point; a NaN or infinity there gave a
+// valid object with a NaN line.
+TEST(CurveInfo, NegativeLengthOverANonFinitePointIsInvalidNotANaNLine) {
+  for (Poly const& p : {Poly{{0, 0}, {kNaN, 1}, {2, 2}}, Poly{{0, 0}, {1, kInf}}}) {
+    for (double len : {-1.0, -5.0, -1e300}) {
+      CCurveInfo const ci(p, len, 3, 0.0);
+      EXPECT_TRUE(!ci.IsValid() && ci.Params().empty() && ci.RegLine().empty()) << len;
+    }
+  }
+  // A bad point neither fit reads does not refuse: the third one here.
+  EXPECT_TRUE(CCurveInfo(Poly{{0, 0}, {1, 1}, {kNaN, kNaN}}, -1.0, 3, 0.0).IsValid());
+}
+
+// Regression: the stretch was resampled at step 1 whatever its length, so a
+// length of 1e7 built ten million points and 1e8 needed some 8 GB.
+TEST(CurveInfo, StretchesBeyondTheSampleBoundAreRefusedBeforeResampling) {
+  double const bound = 1048576;  // 2^20
+  auto info = [](double len) { return Math::CurveInfo(Poly{{0, 0}, {len, 0}}, poly_hit(0, 0.0), len, false, 1); };
+  for (double len : {1e7, 1e8, 1e300}) EXPECT_FALSE(info(len).IsValid()) << len;
+  // A straight stretch of whole length L reserves L + 2 points (L + 1 made,
+  // one spare for rounding): the bound falls between L = 2^20 - 2 and 2^20 - 1.
+  EXPECT_FALSE(info(bound - 1).IsValid());
+  CCurveInfo const longest = info(bound - 2);
+  EXPECT_TRUE(longest.IsValid() && longest.Params().size() >= bound - 1 && longest.Params().size() <= bound);
+  EXPECT_NEAR(longest.Tangent(), 0.0, 1e-9);
 }
 
 // ---- directions at the ends ----
@@ -208,7 +162,10 @@ TEST(PolyDirections, EndsUseTheirOwnConstantsAndWalkTheAppendedList) {
   for (int i = 0; i <= 20; ++i) zig.push_back({double(i), 0.5 * (i % 2)});
   for (int i = 0; i <= 10; ++i) run.push_back({double(i), 0});
   Pts const nan = {{0, 0}, {1, kNaN}, {2, 0}, {3, 0}}, same(3, {2, 2});
-  struct Case { char const* name; CPointD got, want; } const cases[] = {
+  struct Case {
+    char const* name;
+    CPointD got, want;
+  } const cases[] = {
       {"arc start", Math::PolyStartingDir(arc.data(), 19, 19, 3, 100), {-8.2997428986536494, 11.253934505795916}},
       {"arc end", Math::PolyEndingDir(arc.data(), 19, 19, 3, 100), {-11.715841514313498, 7.2130234419507167}},
       {"zig-zag start", Math::PolyStartingDir(zig.data(), 21, 21, 2, 0.01), {3.4916707811803365, -1.3322605903399103}},

@@ -1,7 +1,9 @@
 #include <math/line.h>
 #include <math/polyapprox.h>
+#include <math/smoothing.h>
 
 #include <algorithm>
+#include <random>
 
 #include "polyline_test.h"
 
@@ -20,8 +22,11 @@ double SegDist(CPointD const& a, CPointD const& b, CPointD const& p) {
 }
 
 TEST(PolyApprox, TracedOutlinesStayWithinToleranceAndChordLimit) {
-  std::pair<char const*, size_t> const sources[] = {  // every k-th block of the big files
-      {"horse_crack.xy", 1}, {"coins_chain.xy", 1}, {"ccitt2_centerlines.xy", 3}, {"soho_buildings_chain.xy", 6}};
+  std::pair<char const*, size_t> const sources[] = {// every k-th block of the big files
+                                                    {"horse_crack.xy", 1},
+                                                    {"coins_chain.xy", 1},
+                                                    {"ccitt2_centerlines.xy", 3},
+                                                    {"soho_buildings_chain.xy", 6}};
   double const settings[][2] = {{0.7, kMax}, {1.5, kMax}, {1.0, 12.0}, {3.0, 25.0}, {-1.0, 12.0}};
   for (auto const& src : sources) {
     auto const polys = kmath_test::LoadPolylines(src.first);
@@ -53,7 +58,13 @@ TEST(PolyApprox, TracedOutlinesStayWithinToleranceAndChordLimit) {
 // passed; a valid input that keeps too much still writes its list.
 TEST(PolyApprox, SmallCasesFollowTheTieClosedAndBadInputRules) {
   Pts const run = {{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {5, 0}, {6, 0}, {7, 0}, {8, 0}, {9, 0}};
-  struct Case { char const* name; Pts pts; double tol, limit; Idx idx; bool changed; } const cases[] = {
+  struct Case {
+    char const* name;
+    Pts pts;
+    double tol, limit;
+    Idx idx;
+    bool changed;
+  } const cases[] = {
       {"zero limit never splits a segment", {{0, 0}, {1, 0.1}, {2, 0}, {3, 0.1}}, 0.5, 0.0, {0, 1, 2, 3}, false},
       {"flat chord over the limit: middle index", run, 1.0, 4.0, {0, 4, 6, 9}, true},
       {"over the limit by under 1e-12", {{0, 0}, {1, 0}, {2, 0}}, 0.5, 2 - 5e-13, {0, 2}, true},
@@ -83,6 +94,81 @@ TEST(PolyApprox, SmallCasesFollowTheTieClosedAndBadInputRules) {
   Idx idx{7};
   EXPECT_FALSE(Math::CPolyApprox(0.5, kMax).GetInflections(nullptr, 5, idx) || Math::PolyInflections({}, 0.5, idx));
   EXPECT_EQ(idx, Idx{7});
+}
+
+// The selection exactly as written down (split at OutmostPoint's vertex,
+// kept indices from a stack), with nothing to speed it up: the oracle for the
+// indexed search GetInflections uses on long polylines.
+Idx PlainSelection(Pts const& p, double tol, double limit) {
+  auto const beyond = [](double x, double y) { return std::abs(x - y) >= 1e-12 && x > y; };
+  Math::CPolyApprox const approx(tol, limit);
+  Idx idx{0}, stack{static_cast<int>(p.size()) - 1};
+  while (!stack.empty()) {
+    int const a = idx.back(), b = stack.back();
+    double dist = 0;
+    int const m = static_cast<int>(approx.OutmostPoint(&p[a], &p[b], dist) - p.data());
+    double const c = std::hypot(p[b].x - p[a].x, p[b].y - p[a].y);
+    if (m != b && beyond(dist, tol)) {
+      stack.push_back(m);
+    } else if (!(std::abs(c - limit) < 1e-12 || c < limit) && b - a > 1) {
+      stack.push_back(m != b ? m : a + (b - a) / 2);
+    } else {
+      idx.push_back(b);
+      stack.pop_back();
+    }
+  }
+  return idx;
+}
+
+// Regression: a chord limit on a long, nearly straight line split at vertices
+// off the chord by rounding noise only, next to the chord's start, so every
+// split rescanned the rest of the line: quadratic. The search that fixed it
+// must keep every result, noise-level ties included.
+TEST(PolyApprox, LongNearlyStraightLinesKeepThePlainResultBitForBit) {
+  std::mt19937 rng(2024);
+  std::normal_distribution<double> jitter(0.0, 1.0);
+  auto resampled = [](CPointD a, CPointD b, double step) {
+    std::vector<CPointD> p{a, b};
+    Math::PolyResample(p, step);
+    return p;
+  };
+  struct Case {
+    char const* name;
+    Pts pts;
+    double tol, limit;
+  };
+  std::vector<Case> cases = {
+      {"the reported line, shortened", resampled({181273.64417963702, 529555.4412286698}, {181272.7, 489555.0}, 2.0),
+       10.0, 5.0},
+      {"diagonal far from the origin", resampled({123456.789, 654321.123}, {131456.789, 662321.5}, 1.3), 10.0, 5.0},
+      {"the same without a limit", resampled({123456.789, 654321.123}, {131456.789, 662321.5}, 1.3), 1e-11, kMax},
+      {"exactly vertical", resampled({181273.64417963702, 529555.44}, {181273.64417963702, 509555.0}, 2.0), 10.0, 5.0},
+  };
+  Pts noisy, stairs, hairpins;
+  for (int i = 0; i < 6000; ++i) noisy.push_back({i * 0.5, 3e-12 * jitter(rng)});
+  for (int i = 0; i < 6000; ++i) stairs.push_back({static_cast<double>(i / 7), static_cast<double>((i + 3) / 7)});
+  for (int i = 0; i < 6000; ++i) hairpins.push_back({(i % 400 < 200 ? i % 200 : 200 - i % 200) * 1.0, i * 1e-3});
+  cases.push_back({"noise at the 1e-12 tie scale", noisy, 1e-12, 40.0});
+  cases.push_back({"integer staircase", stairs, 0.5, 30.0});
+  cases.push_back({"hairpins past the chord's ends", hairpins, 0.25, kMax});
+  // A wandering pixel chain: the heading drifts, every new pixel is a vertex.
+  Pts walk{{0, 0}};
+  double x = 0, y = 0, heading = 0;
+  while (walk.size() < 20000) {
+    heading += 0.08 * jitter(rng);
+    x += 0.8 * std::cos(heading);
+    y += 0.8 * std::sin(heading);
+    CPointD const px{std::round(x), std::round(y)};
+    if (px.x != walk.back().x || px.y != walk.back().y) walk.push_back(px);
+  }
+  cases.push_back({"traced walk", walk, 1.0, 20.0});
+  cases.push_back({"traced walk, deviation only", walk, 0.5, kMax});
+  for (Case const& c : cases) {
+    SCOPED_TRACE(c.name);
+    Idx got;
+    Math::CPolyApprox(c.tol, c.limit).GetInflections(c.pts.data(), static_cast<unsigned>(c.pts.size()), got);
+    EXPECT_EQ(got, PlainSelection(c.pts, c.tol, c.limit));
+  }
 }
 
 }  // namespace

@@ -7,24 +7,22 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
 #include <cstring>
-#include <limits>
+#include <vector>
 
+#include "test_values.h"
 #include "xy_reader.h"
 
 namespace polyline_test {
 
 using Pts = std::vector<CPointD>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using kmath_test::IsBad;
+using kmath_test::kInf;
+using kmath_test::kNaN;
 
 // Equal bit for bit, NaN included: what "left untouched" means.
 inline bool Same(Pts const& a, Pts const& b) {
   return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(CPointD)) == 0);
 }
-
-// The library's failure value has all 64 bits set.
-inline bool AllOnes(double d) { std::uint64_t u; std::memcpy(&u, &d, sizeof u); return u == ~std::uint64_t{0}; }
 
 }  // namespace polyline_test

@@ -8,15 +8,24 @@ namespace polyline_test {
 namespace {
 
 using Op = std::function<void(Pts&)>;
-Op Resample(double step) { return [step](Pts& p) { Math::PolyResample(p, step); }; }
-Op Reconnect(unsigned k) { return [k](Pts& p) { Math::ReconnectPoly(p, k); }; }
+Op Resample(double step) {
+  return [step](Pts& p) { Math::PolyResample(p, step); };
+}
+Op Reconnect(unsigned k) {
+  return [k](Pts& p) { Math::ReconnectPoly(p, k); };
+}
 Op const kGauss = [](Pts& p) { Math::GaussSmoothing(p); };
 
 // Worked-out results, and bad input (no `out`: the polyline must come back
 // bit for bit as it went in).
 TEST(Smoothing, SmallCasesGiveTheWorkedOutResultsAndBadInputIsLeftAlone) {
   Pts const sq = {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0}}, open = {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0.5}};
-  struct Case { char const* name; Pts in; Op op; Pts out; } const cases[] = {
+  struct Case {
+    char const* name;
+    Pts in;
+    Op op;
+    Pts out;
+  } const cases[] = {
       {"resample step 1", {{0, 0}, {3, 0}}, Resample(1), {{0, 0}, {1, 0}, {2, 0}, {3, 0}}},
       {"resample step 2", {{0, 0}, {3, 0}}, Resample(2), {{0, 0}, {1.5, 0}, {3, 0}}},
       {"resample step = segment", {{0, 0}, {3, 0}}, Resample(3), {{0, 0}, {3, 0}}},

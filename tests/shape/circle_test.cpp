@@ -3,17 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <vector>
 
 #include "core/tolerance.h"
+#include "test_values.h"
 
 namespace {
 
 using Poly = Math::poly_base<CPointD>;
 using Result = Math::CCircleReduce::CResult;
-double const kNaN = std::nan(""), kInf = HUGE_VAL;
+using kmath_test::IsBad;
+using kmath_test::kInf;
+using kmath_test::kNaN;
 
 double Dist(CPointD const& a, CPointD const& b) { return std::hypot(a.x - b.x, a.y - b.y); }
 CPointD OnCircle(CPointD c, double r, double a) { return c + CPointD{std::cos(a), std::sin(a)} * r; }
@@ -32,7 +34,10 @@ TEST(CirclePolygons, FewestSidesWithinToleranceOrNMax) {
   // side fewer, placed the same way, would stray beyond t. Tolerance 0 gives
   // nMax sides; a tolerance as large as the radius, or NaN, gives 8, or nMax
   // when smaller.
-  struct Case { double r, t; int nMax, sides; };
+  struct Case {
+    double r, t;
+    int nMax, sides;
+  };
   for (Case const& k : {Case{10, 0.1, 100000, 0}, Case{300, 0.05, 100000, 0}, Case{0.5, 1e-6, 100000, 0},
                         Case{2.5, 0, 7, 7}, Case{2.5, 2.5, 100, 8}, Case{2.5, 2.5, 6, 6}, Case{1, kNaN, 100, 8}}) {
     SCOPED_TRACE(testing::Message() << k.r << " " << k.t << " " << k.nMax);
@@ -58,25 +63,34 @@ TEST(CirclePolygons, FewestSidesWithinToleranceOrNMax) {
 }
 
 TEST(CirclePolygons, RefuseBadRequestsLeavingOutputUntouched) {
-  struct Case { char const* name; CPointD c; double r, t; int n; };
+  struct Case {
+    char const* name;
+    CPointD c;
+    double r, t;
+    int n;
+  };
   for (Case const& k : {Case{"tolerance cancels radius", {0, 0}, 1, -1, 100}, Case{"nMax 1", {0, 0}, 1, 0.1, 1},
                         Case{"NaN centre", {kNaN, 0}, 1, 0.1, 100}, Case{"infinite radius", {0, 0}, kInf, 0.1, 100}}) {
     Poly out{{9, 9}};
     std::vector<CPointD> vec{{9, 9}};
     EXPECT_TRUE(!Math::CCircle(k.c, k.r).MakePoly(out, k.t, k.n) && !Math::CircleToPoly(vec, k.c, k.r, k.t, k.n) &&
-                out.size() == 1 && out[0].x == 9 && vec.size() == 1 && vec[0].x == 9) << k.name;
+                out.size() == 1 && out[0].x == 9 && vec.size() == 1 && vec[0].x == 9)
+        << k.name;
   }
   // The radius is stored absolute; one below EPS has no angle: the all-ones NaN.
   EXPECT_TRUE(Math::CCircle({1, 2}, -5).Radius() == 5 && Math::CCircle({1, 2}, -5).Angle({-3, 2}) == M_PI);
   for (double r : {0.0, 1e-13, kNaN}) {
-    double const a = Math::CCircle({1, 2}, r).Angle({3, 3}), bad = Math::tol::BadValue();
-    EXPECT_TRUE(!Math::CCircle({1, 2}, r).IsValid() && std::memcmp(&a, &bad, sizeof a) == 0) << r;
+    EXPECT_TRUE(!Math::CCircle({1, 2}, r).IsValid() && IsBad(Math::CCircle({1, 2}, r).Angle({3, 3}))) << r;
   }
 }
 
 TEST(ArcMakePoly, CountsEndsAndBadRequests) {
   // Counts worked out by hand; -1: refused, the output untouched.
-  struct Case { char const* name; double r, t, start, end; int nMax, segments; };
+  struct Case {
+    char const* name;
+    double r, t, start, end;
+    int nMax, segments;
+  };
   for (Case const& k : {Case{"s = 2 acos(0.99): trunc(5.55 + 0.9)", 10, 0.1, 0, M_PI / 2, 100, 6},
                         Case{"t > 2r", 10, 25, 0, M_PI / 2, 100, 4}, Case{"nMax - 1", 10, 0.1, 0, M_PI / 2, 3, 2},
                         Case{"s = 2 pi / 3 over half the sweep", 10, 5, 0, M_PI / 2, 100, 4},
@@ -105,7 +119,13 @@ TEST(ArcMakePoly, CountsEndsAndBadRequests) {
 // without a centre expect the all-zero, invalid arc.
 TEST(MakeArc, TangentToBothLegsOrTheAllZeroArc) {
   double const k3 = std::sqrt(3.0);
-  struct Case { char const* name; CPointD pts[3]; double r, radius = 0; CPointD c{}; double start = 0, end = 0; };
+  struct Case {
+    char const* name;
+    CPointD pts[3];
+    double r, radius = 0;
+    CPointD c{};
+    double start = 0, end = 0;
+  };
   for (Case const& k : {Case{"right angle", {{10, 0}, {0, 0}, {0, 10}}, 2, 2, {2, 2}, 1.5 * M_PI, M_PI},
                         Case{"60 degrees", {{2.5, 2.5 * k3}, {0, 0}, {5, 0}}, 1, 1, {k3, 1}, -7 * M_PI / 6, -M_PI / 2},
                         Case{"negative radius", {{10, 0}, {0, 0}, {0, 10}}, -2, 2, {-2, -2}, M_PI / 2, 0},
@@ -132,14 +152,21 @@ TEST(CircleReduceWeighted, ExactCircleSquaredWeightsCountQuirkAndBadInput) {
   ExpectFit(Math::CCircleReduce(cross, 4, two), true, {0, 0}, 2, 1, 1e-14);
   // Too few points, none, collinear, NaN, zero weights: the all-zero record.
   CPointD const line[4] = {{0, 0}, {1, 0.7}, {2, 1.4}, {5, 3.5}}, nan[4] = {{1, 0}, {0, 1}, {-1, kNaN}, {0, -1}};
-  struct Bad { CPointD const* p; unsigned n; double const* w; };
+  struct Bad {
+    CPointD const* p;
+    unsigned n;
+    double const* w;
+  };
   for (Bad const& b : {Bad{cross, 2, nullptr}, Bad{nullptr, 4, nullptr}, Bad{line, 4, nullptr}, Bad{nan, 4, nullptr},
                        Bad{cross, 4, zero}})
     ExpectFit(Math::CCircleReduce(b.p, b.n, b.w), false, {0, 0}, 0, 0, 0);
 }
 
 TEST(CircleReducePolyline, ReproducesAnExactCircleAndTheGeometricOne) {
-  struct Case { CPointD c; double r, tol; };
+  struct Case {
+    CPointD c;
+    double r, tol;
+  };
   for (Case const& k : {Case{{250.5, -80.25}, 37.5, 1e-9}, Case{{1e6, -2e6}, 10, 1e-6}, Case{{0, 0}, 1e-4, 1e-15}}) {
     Poly p;
     for (int i = 0; i <= 40; ++i) p.push_back(OnCircle(k.c, k.r, 2 * M_PI * (i % 40 + 0.45 * std::sin(i % 40)) / 40));

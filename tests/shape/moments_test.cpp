@@ -7,6 +7,7 @@
 #include <cmath>
 #include <vector>
 
+#include "test_values.h"
 #include "xy_reader.h"
 
 #ifdef KMATH_TEST_HAVE_OPENCV
@@ -19,14 +20,19 @@ using Ring = std::vector<CPointD>;
 using M10 = std::array<double, 10>;
 using M6 = std::array<double, 6>;
 using H7 = std::array<double, 7>;
-double const kNaN = std::nan(""), kInf = HUGE_VAL;
+using kmath_test::kInf;
+using kmath_test::kNaN;
 constexpr int kP[10] = {0, 1, 0, 2, 1, 0, 3, 2, 1, 0}, kQ[10] = {0, 0, 1, 0, 1, 2, 0, 1, 2, 3};
 
 // Copied out of the packed record in field order, so they can be indexed.
 M10 Fields(Math::CRawMoments m) { return {m.m00, m.m10, m.m01, m.m20, m.m11, m.m02, m.m30, m.m21, m.m12, m.m03}; }
 Math::CRawMoments Raw(Ring const& r) { return Math::CRawMoments(r.data(), static_cast<unsigned>(r.size())); }
 Math::CHuMoments Hu(Ring const& r) { return Math::CHuMoments(Math::CRCMoments(Raw(r))); }
-Math::CHuMoments Hu(H7 const& v) { Math::CHuMoments h; std::copy(v.begin(), v.end(), h.h); return h; }
+Math::CHuMoments Hu(H7 const& v) {
+  Math::CHuMoments h;
+  std::copy(v.begin(), v.end(), h.h);
+  return h;
+}
 
 // The light records of a ring's area or a wire as {size, cx, cy, mu20, mu11, mu02}.
 M6 Light(Ring const& r, bool wire) {
@@ -61,7 +67,10 @@ Ring Transformed(Ring r, double angle, double scale, CPointD shift) {
 // London footprints are moved near the origin: moments about a far origin
 // lose their digits to cancellation, whoever computes them.
 TEST(PolygonMoments, RealOutlinesMatchTriangleFan) {
-  struct Source { char const* name; CPointD shift; };
+  struct Source {
+    char const* name;
+    CPointD shift;
+  };
   for (Source const& src : {Source{"horse_crack.xy", {0, 0}}, Source{"coins_crack.xy", {0, 0}},
                             Source{"london_buildings.xy", {-529000, -181000}}}) {
     SCOPED_TRACE(src.name);
@@ -94,8 +103,12 @@ TEST(RawMoments, QuirksAndDegenerateInput) {
   EXPECT_EQ(double{Math::CRCMoments(light).mu20}, 0.0);  // packed: copied before gtest binds it
 
   // Too few points, no area, an area of 5e-11 <= FLT_EPS, NaN, infinity.
-  for (Ring const& r : std::vector<Ring>{{}, {{1, 1}}, {{0, 0}, {5, 5}}, {{0, 0}, {1, 1}, {2, 2}, {0, 0}},
-                                         {{0, 0}, {1e-5, 0}, {1e-5, 1e-5}, {0, 0}}, {{0, 0}, {1, 0}, {kNaN, 1}, {0, 0}},
+  for (Ring const& r : std::vector<Ring>{{},
+                                         {{1, 1}},
+                                         {{0, 0}, {5, 5}},
+                                         {{0, 0}, {1, 1}, {2, 2}, {0, 0}},
+                                         {{0, 0}, {1e-5, 0}, {1e-5, 1e-5}, {0, 0}},
+                                         {{0, 0}, {1, 0}, {kNaN, 1}, {0, 0}},
                                          {{0, 0}, {kInf, 0}, {1, 1}, {0, 0}}})
     EXPECT_TRUE(Raw(r).nOrder == 0 && Fields(Raw(r)) == M10{}) << r.size();
   EXPECT_TRUE(Math::CRawMoments(nullptr, 5).nOrder == 0 && Math::CAreaMoments1(nullptr, 4).dArea == 0 &&
@@ -118,7 +131,8 @@ TEST(CentralMoments, MeasuresOfEllipseAndTriangle) {
   EXPECT_NEAR(m.Eccentricity(), 1.0 / 3, 1e-6);  // minor 1
   EXPECT_NEAR(t.Skewness().cy, 0.8, 1e-12);
   EXPECT_TRUE(std::abs(el[0] - 1) < 1e-6 && std::abs(tr[0] - ratio) < 1e-6 && std::abs(tr[1] - 1) < 1e-12 &&
-              std::abs(el[1] - ratio) < 1e-12) << el[0] << " " << tr[0] << " " << el[1] << " " << tr[1];
+              std::abs(el[1] - ratio) < 1e-12)
+      << el[0] << " " << tr[0] << " " << el[1] << " " << tr[1];
 }
 
 TEST(HuMoments, MatchOpenCVAndStayInvariantUnderSimilarityOfRealOutline) {
@@ -139,7 +153,12 @@ TEST(HuMoments, MatchOpenCVAndStayInvariantUnderSimilarityOfRealOutline) {
 TEST(HuMoments, DifferenceMethodsAndTheirQuirks) {
   double const la = -std::log10(5e-5), lb = -std::log10(2e-4);  // |log| of the values times 10
   H7 const a{100, 1e-3}, b{10, 1e-2};  // logs (2, -3) and (1, -2); the zeros stay under the 1e-5 floor
-  struct Row { char const* name; H7 a, b; int method; double expected; };
+  struct Row {
+    char const* name;
+    H7 a, b;
+    int method;
+    double expected;
+  };
   for (Row const& r : {Row{"reciprocal logs", a, b, 0, 0.5 + 1.0 / 6}, Row{"log differences", a, b, 1, 2.0},
                        Row{"largest ratio, not the sum 8/15", a, b, 2, 1.0 / 3}, Row{"unknown method", a, b, 3, 0.0},
                        Row{"sign dropped", {0, 0, 0, -0.5}, {0, 0, 0, 0.5}, 1, 0.0},
@@ -161,19 +180,22 @@ TEST(HuMoments, DifferenceMethodsAndTheirQuirks) {
 // mu20, the horizontal ones 2 * 1/12. A wire without length sits at its first
 // point.
 TEST(LightMoments, AreaClosedImplicitlyWireOpenAndDegenerate) {
-  struct Row { char const* name; bool wire; Ring r; M6 want; };  // trailing zeros left out of want
-  for (Row const& k : {Row{"open clockwise square", false, {{2, 0}, {3, 0}, {3, -1}, {2, -1}},
-                           {-1, 2.5, -0.5, 1.0 / 12, 0, 1.0 / 12}},
-                       Row{"right triangle", false, {{0, 0}, {1, 0}, {0, 1}},
-                           {0.5, 1.0 / 3, 1.0 / 3, 1.0 / 36, -1.0 / 72, 1.0 / 36}},
-                       Row{"bow tie", false, {{0, 0}, {1, 1}, {1, 0}, {0, 1}}, {0, -1}},
-                       Row{"hourglass", false, {{0, 0}, {4, 1}, {4, 0}, {0, 1.2}}, {0.4, -16.0 / 3, 11.0 / 15}},
-                       Row{"crossed quad", false, {{0, 0}, {0, 1}, {2, 1}, {1, 3}}, {1.5, 11.0 / 9, 16.0 / 9}},
-                       Row{"pair", false, {{1, 2}, {3, 4}}, {}}, Row{"NaN", false, {{0, 0}, {1, 0}, {kNaN, 1}}, {}},
-                       Row{"square wire", true, {{-4, 7}, {-3, 7}, {-3, 8}, {-4, 8}, {-4, 7}},
-                           {4, -3.5, 7.5, 2.0 / 3, 0, 2.0 / 3}},
-                       Row{"wire without length", true, {{3, -2}, {3, -2}}, {0, 3, -2}},
-                       Row{"empty wire", true, {}, {}}, Row{"NaN wire", true, {{0, 0}, {kNaN, 0}}, {}}}) {
+  struct Row {
+    char const* name;
+    bool wire;
+    Ring r;
+    M6 want;
+  };  // trailing zeros left out of want
+  for (Row const& k :
+       {Row{"open clockwise square", false, {{2, 0}, {3, 0}, {3, -1}, {2, -1}}, {-1, 2.5, -0.5, 1.0 / 12, 0, 1.0 / 12}},
+        Row{"right triangle", false, {{0, 0}, {1, 0}, {0, 1}}, {0.5, 1.0 / 3, 1.0 / 3, 1.0 / 36, -1.0 / 72, 1.0 / 36}},
+        Row{"bow tie", false, {{0, 0}, {1, 1}, {1, 0}, {0, 1}}, {0, -1}},
+        Row{"hourglass", false, {{0, 0}, {4, 1}, {4, 0}, {0, 1.2}}, {0.4, -16.0 / 3, 11.0 / 15}},
+        Row{"crossed quad", false, {{0, 0}, {0, 1}, {2, 1}, {1, 3}}, {1.5, 11.0 / 9, 16.0 / 9}},
+        Row{"pair", false, {{1, 2}, {3, 4}}, {}}, Row{"NaN", false, {{0, 0}, {1, 0}, {kNaN, 1}}, {}},
+        Row{"square wire", true, {{-4, 7}, {-3, 7}, {-3, 8}, {-4, 8}, {-4, 7}}, {4, -3.5, 7.5, 2.0 / 3, 0, 2.0 / 3}},
+        Row{"wire without length", true, {{3, -2}, {3, -2}}, {0, 3, -2}}, Row{"empty wire", true, {}, {}},
+        Row{"NaN wire", true, {{0, 0}, {kNaN, 0}}, {}}}) {
     M6 const m = Light(k.r, k.wire);
     for (int i = 0; i < 6; ++i) EXPECT_NEAR(m[i], k.want[i], 1e-12) << k.name << " " << i;
   }

@@ -50,7 +50,16 @@ TEST(LenEstimation, LikelihoodAndClassesFollowStandardDeviations) {
 
   // n values v and m values w. Five 8s and five 12s: mean 10, sigma 2, no
   // small-sample floor; three 10s: sigma floored at 10 / 5.
-  struct Row { char const* name; double v; unsigned n; double w; unsigned m; double len; bool one; double want; };
+  struct Row {
+    char const* name;
+    double v;
+    unsigned n;
+    double w;
+    unsigned m;
+    double len;
+    bool one;
+    double want;
+  };
   for (Row const& r : {Row{"1.5 sigma", 8, 5, 12, 5, 13, false, std::exp(-9.0 / 8)},
                        Row{"3 sigma, one-sided", 8, 5, 12, 5, 16, true, std::exp(-4.5)},
                        Row{"floored, shorter", 10, 3, 0, 0, 8, false, std::exp(-0.5)},
@@ -66,7 +75,10 @@ TEST(LenEstimation, LikelihoodAndClassesFollowStandardDeviations) {
 TEST(DirMeasure, FactorsOfTheAngle) {
   // Modes 0..3 and an unknown mode; sqrt(1 - c^2) turns the last bit of c
   // near +-1 into 2e-8.
-  struct Case { CPointD a, b; double f[5]; };
+  struct Case {
+    CPointD a, b;
+    double f[5];
+  };
   for (Case const& c : {Case{{2, 0}, {0, -3}, {0.5, 0.5, 0, 1, 0}}, Case{{1, 2}, {-2, -4}, {0, 1, 1, 0, 0}},
                         Case{{1, 0}, {1, std::sqrt(3.0)}, {0.75, 0.25, 0.5, std::sqrt(0.75), 0}}})
     for (int m = 0; m < 5; ++m) EXPECT_NEAR(CDirMeasure::Factor(c.a, c.b, m < 4 ? m : 7), c.f[m], 1e-7) << m;

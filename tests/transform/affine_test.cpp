@@ -66,20 +66,53 @@ TEST(AffineParams, DefinitionsMapAsDocumentedAndOnlyGivenInversesStayValid) {
   double const m[6] = {2, 0, 10, 0, 4, 20}, mi[6] = {0.5, 0, -5, 0, 0.25, -5};
   double const rot[6] = {0, -2, 10, 2, 0, 20}, stretch[6] = {3, 0, 1, 0, 1, 0};
   CRefPoint const rp{{100, 200}, {5e5, 6e6}}, three[3] = {{{0, 0}, {1, 1}}, {{1, 0}, {3, 1}}, {{0, 1}, {1, 5}}};
-  struct Case { char const* name; std::function<void(CAffineParams&)> edit; CPointD image; bool valid; } const cases[] = {
-      {"reference and scale", [&](auto& p) { p.Define(rp, CSizeD{0.5, -0.25}); }, {499950.5, 6000049.75}, true},
+  struct Case {
+    char const* name;
+    std::function<void(CAffineParams&)> edit;
+    CPointD image;
+    bool valid;
+  } const cases[] = {
+      {"reference and scale",
+       [&](auto& p) {
+         p.Define(rp, CSizeD{0.5, -0.25});
+       },
+       {499950.5, 6000049.75},
+       true},
       {"null: identity", [](auto& p) { p.Define(nullptr, nullptr); }, {1, 1}, true},
       {"direct block", [&](auto& p) { p.Define(rot, nullptr); }, {8, 22}, false},
       {"fit", [&](auto& p) { p.Define(three, 3); }, {3, 5}, false},
       // The half-pixel shift uses A and E only: a true corner would give (100.125, 199.25).
-      {"world file", [&](auto& p) { p.Define(CTfwInfo{2, 0.5, 0.25, -2, 100, 200}, false); }, {101.25, 199.5}, false},
-      {"world file, absY", [&](auto& p) { p.Define(CTfwInfo{2, 0.5, 0.25, -2, 100, 200}, true); }, {101.25, 197.5}, false},
-      {"origin, scale, angle", [](auto& p) { p.Define(CPointD{10, 20}, CSizeD{2, 3}, std::acos(0.0)); }, {7, 22}, false},
-      {"offset", [](auto& p) { p.Offset({-10, 100}); }, {2, 124}, false},
+      {"world file",
+       [&](auto& p) {
+         p.Define(CTfwInfo{2, 0.5, 0.25, -2, 100, 200}, false);
+       },
+       {101.25, 199.5},
+       false},
+      {"world file, absY",
+       [&](auto& p) {
+         p.Define(CTfwInfo{2, 0.5, 0.25, -2, 100, 200}, true);
+       },
+       {101.25, 197.5},
+       false},
+      {"origin, scale, angle",
+       [](auto& p) {
+         p.Define(CPointD{10, 20}, CSizeD{2, 3}, std::acos(0.0));
+       },
+       {7, 22},
+       false},
+      {"offset",
+       [](auto& p) {
+         p.Offset({-10, 100});
+       },
+       {2, 124},
+       false},
       // m(stretch(1, 1)) = m(4, 1); the other order would give (37, 24).
       {"composition", [&](auto& p) { p *= CAffineParams(stretch, nullptr); }, {18, 24}, false},
       {"composition in place", [](auto& p) { p *= p; }, {34, 116}, false},
-      {"own blocks swapped", [](auto& p) { p.Define(p.Inverse().Coefficients(), p.Direct().Coefficients()); }, {-4.5, -4.75}, true},
+      {"own blocks swapped",
+       [](auto& p) { p.Define(p.Inverse().Coefficients(), p.Direct().Coefficients()); },
+       {-4.5, -4.75},
+       true},
   };
   for (auto const& c : cases) {
     SCOPED_TRACE(c.name);
@@ -97,10 +130,18 @@ TEST(AffineParams, DefinitionsMapAsDocumentedAndOnlyGivenInversesStayValid) {
 TEST(AffineParams, BadInputFailsAndChangesNothing) {
   using Define = std::function<bool(CAffineParams&)>;
   double const m[6] = {2, 0, 1, 0, 3, -1}, nan = std::nan("");
-  auto fit = [](std::vector<CRefPoint> v) -> Define { return [v](CAffineParams& p) { return p.Define(v.data(), N(v)); }; };
-  auto scale = [](CSizeD s) -> Define { return [s](CAffineParams& p) { return p.Define(CRefPoint{{0, 0}, {1, 1}}, s); }; };
+  auto fit = [](std::vector<CRefPoint> v) -> Define {
+    return [v](CAffineParams& p) { return p.Define(v.data(), N(v)); };
+  };
+  auto scale = [](CSizeD s) -> Define {
+    return [s](CAffineParams& p) { return p.Define(CRefPoint{{0, 0}, {1, 1}}, s); };
+  };
   // A fit past the count check stales the inverse even when it fails.
-  struct Case { char const* name; Define define; bool stales; } const cases[] = {
+  struct Case {
+    char const* name;
+    Define define;
+    bool stales;
+  } const cases[] = {
       {"two pairs", fit({{{0, 0}, {0, 0}}, {{1, 0}, {1, 0}}}), false},
       {"null pairs", [](auto& p) { return p.Define(static_cast<CRefPoint const*>(nullptr), 5); }, false},
       {"nearly collinear", fit({{{0, 0}, {0, 0}}, {{1, 1e-6}, {1, 0}}, {{2, 0}, {0, 1}}}), true},
@@ -128,7 +169,8 @@ TEST(TfwInfo, TermsCompareAbsolutelyAndPositionsByRatio) {
   CAffineParams w;
   EXPECT_TRUE(w.Define(a, false) && w.HasRotation());
   EXPECT_TRUE(w.TfwInfo(false) == a);  // written back through the A- and E-only shift
-  double CTfwInfo::*const field[6] = {&CTfwInfo::A, &CTfwInfo::D, &CTfwInfo::B, &CTfwInfo::E, &CTfwInfo::C, &CTfwInfo::F};
+  double CTfwInfo::*const field[6] = {&CTfwInfo::A, &CTfwInfo::D, &CTfwInfo::B,
+                                      &CTfwInfo::E, &CTfwInfo::C, &CTfwInfo::F};
   for (int i = 0; i < 6; ++i)
     for (double d : {1e-8, 1e-6, std::nan("")}) {
       CTfwInfo b = a;

@@ -18,10 +18,16 @@ namespace kmath_test {
 
 using Math::CRefPoint;
 
-struct GeorefRow { CPointD pixel, projected, lonlat; };  // pixel corners: (0, 0) = top-left corner
+struct GeorefRow {
+  CPointD pixel, projected, lonlat;
+};  // pixel corners: (0, 0) = top-left corner
 
 // header and tfwLine: the "# image=..." and "tfw A D B E C F" lines as written.
-struct GeorefImage { std::string header, tfwLine; Math::CTfwInfo tfw; std::vector<GeorefRow> rows; };
+struct GeorefImage {
+  std::string header, tfwLine;
+  Math::CTfwInfo tfw;
+  std::vector<GeorefRow> rows;
+};
 
 // Malformed rows are dropped and a missing file gives no images: the
 // callers' counts catch both.
@@ -53,19 +59,24 @@ inline std::vector<CPointD> PixelGrid(double w, double h, int nx, int ny) {
 }
 
 // The largest err(p) over the points; a NaN sticks.
-template <class Pts, class Err> double Worst(Pts const& pts, Err err) {
+template <class Pts, class Err>
+double Worst(Pts const& pts, Err err) {
   double w = 0;
   for (auto const& p : pts) w = std::isnan(w) ? w : std::max(err(p), w);
   return w;
 }
 
 // Reference pairs (p, map(p)) over the points.
-template <class Map> std::vector<CRefPoint> Pairs(std::vector<CPointD> const& pts, Map map) {
+template <class Map>
+std::vector<CRefPoint> Pairs(std::vector<CPointD> const& pts, Map map) {
   std::vector<CRefPoint> r;
   for (auto const& p : pts) r.push_back({p, map(p)});
   return r;
 }
 
-template <class V> unsigned N(V const& v) { return static_cast<unsigned>(v.size()); }
+template <class V>
+unsigned N(V const& v) {
+  return static_cast<unsigned>(v.size());
+}
 
 }  // namespace kmath_test

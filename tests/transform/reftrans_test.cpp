@@ -40,7 +40,10 @@ TEST(LinearTrans, FirstTwoPairsFixTheMapAndItsInverse) {
 }
 
 TEST(LinearTrans, BadInputLeavesTheIdentityOrTheOldMap) {
-  struct Case { char const* name; std::vector<CRefPoint> rps; } const cases[] = {
+  struct Case {
+    char const* name;
+    std::vector<CRefPoint> rps;
+  } const cases[] = {
       {"one pair", {{{0, 0}, {1, 1}}}},
       {"coincident sources", {{{2, 2}, {0, 0}}, {{2, 2}, {5, 0}}, {{9, 9}, {1, 1}}}},
       {"coincident targets", {{{0, 0}, {3, 3}}, {{5, 0}, {3, 3}}}},
@@ -95,17 +98,33 @@ TEST(SqrTrans, ProjectedWorldMagnitudesSpoilTheInverseFit) {
 TEST(SqrTrans, FailedFitsKeepTheBlocksOrLeaveTheFallback) {
   // Well-posed 4 x 3 grids: at spread 0.01 the Cholesky diagonal product
   // is ~5e-17, under the absolute 1e-12; at spread 1 it is ~0.5.
-  auto grid = [](double s) { return Pairs(PixelGrid(s, s, 4, 3), [](CPointD p) { return CPointD{p.x + p.y, p.x - p.y}; }); };
+  auto grid = [](double s) {
+    return Pairs(PixelGrid(s, s, 4, 3), [](CPointD p) { return CPointD{p.x + p.y, p.x - p.y}; });
+  };
   auto const g = grid(100);
-  auto nanAt = [&](bool src) { auto v = g; (src ? v[0].src.x : v[4].dst.y) = std::nan(""); return v; };
-  struct Case { char const* name; std::vector<CRefPoint> rps; unsigned n; bool directReplaced; } const cases[] = {
+  auto nanAt = [&](bool src) {
+    auto v = g;
+    (src ? v[0].src.x : v[4].dst.y) = std::nan("");
+    return v;
+  };
+  struct Case {
+    char const* name;
+    std::vector<CRefPoint> rps;
+    unsigned n;
+    bool directReplaced;
+  } const cases[] = {
       {"five pairs", g, 5, false},
       {"sources on the x axis", Pairs(PixelGrid(50, 0, 6, 2), [](CPointD p) { return p; }), 12, false},
       {"nan source", nanAt(true), 12, false},
       {"nan target", nanAt(false), 12, false},
       {"spread 0.01", grid(0.01), 12, false},
       // Targets all on the x axis: the direct fit works, the inverse one is singular.
-      {"flat targets", Pairs(PixelGrid(100, 80, 4, 3), [](CPointD p) { return CPointD{p.x + p.y * p.y, 0}; }), 12, true},
+      {"flat targets",
+       Pairs(PixelGrid(100, 80, 4, 3),
+             [](CPointD p) {
+               return CPointD{p.x + p.y * p.y, 0};
+             }),
+       12, true},
   };
   double const keep[12] = {0, 0, 0, 2, 0, 1, 0, 0, 0, 0, 2, 1};  // (2x + 1, 2y + 1)
   for (auto const& c : cases) {
