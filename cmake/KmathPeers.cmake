@@ -39,10 +39,6 @@ if(KMATH_HAVE_OPENCV)
   add_library(kmath_peer::opencv ALIAS kmath_peer_opencv)
 endif()
 
-# CGAL (header-only, with GMP behind its exact predicates) for the peer
-# comparison harness only.
-find_package(CGAL QUIET)
-if(CGAL_FOUND)
 # CGAL (header-only in Debian's libcgal-dev) as the Delaunay oracle and
 # baseline of the graph family.
 find_package(CGAL QUIET)
