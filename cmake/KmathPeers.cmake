@@ -48,3 +48,15 @@ if(CGAL_FOUND)
   add_library(kmath_peer::cgal ALIAS kmath_peer_cgal)
   set(KMATH_HAVE_CGAL ON)
 endif()
+
+# potrace ships neither a CMake package nor a pkg-config file: look for its
+# header and library directly.
+find_path(KMATH_POTRACE_INCLUDE potracelib.h)
+find_library(KMATH_POTRACE_LIB potrace)
+if(KMATH_POTRACE_INCLUDE AND KMATH_POTRACE_LIB)
+  add_library(kmath_peer_potrace INTERFACE IMPORTED)
+  target_link_libraries(kmath_peer_potrace INTERFACE ${KMATH_POTRACE_LIB})
+  target_include_directories(kmath_peer_potrace SYSTEM INTERFACE ${KMATH_POTRACE_INCLUDE})
+  add_library(kmath_peer::potrace ALIAS kmath_peer_potrace)
+  set(KMATH_HAVE_POTRACE ON)
+endif()

@@ -40,3 +40,4 @@
 #include <math/triangulator.h>
 #include <math/centerline.h>
 #include <math/voronoigraph.h>
+#include <math/curvefit.h>

@@ -103,6 +103,18 @@ inline constexpr double kFltMax = 3.4028234663852886e+38;
 // larger) gets a second direction search, its cost having two near minima.
 inline constexpr double kRectSquarish = 0.75;
 
+// Offsets and curve fitting: an end point closer than this (relative to the
+// coordinates' magnitude) to another segment of a raw offset lies on it, so
+// a touch is split exactly there instead of being missed by rounding.
+inline constexpr double kOffsetSnapRel = 1e-13;
+// Offsets and curve fitting: the area of a smoothed ring is restored to this
+// relative error.
+inline constexpr double kAreaRel = 1e-9;
+
+// Offsets: coordinates (of input or raw offset) beyond this magnitude are
+// refused, so that extents, products and the crossing grid stay finite.
+inline constexpr double kHugeCoord = 1e150;
+
 // "a >= b within t": a near-tie counts as not smaller.
 inline bool GeWithin(double a, double b, double t = kEps) { return std::abs(a - b) < t || a > b; }
 // "a <= b within t": a near-tie counts as not larger.
