@@ -27,6 +27,7 @@
 #include <math/polyortho.h>
 
 #include <math/polygon.h>
+#include <math/prepared.h>
 
 #include <math/fillpoly.h>
 
