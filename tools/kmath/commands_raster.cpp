@@ -30,10 +30,54 @@ struct TraceOpts {
   int largest = 0;
   bool noHoles = false, eightConnected = false;
   bool forceSquare = false, forceSmooth = false, linesOnly = false, raw = false;
+  bool centerlines = false;
+  double prune = 4.0, lineTolerance = 0.5;
   CleanupOptions cleanup;
   int jobs = 1;
   bool quiet = false;
 };
+
+// Thin strokes become their centre lines (the medial axis of each region,
+// pruned and reduced) instead of outlines.
+int WriteCenterLines(TraceOpts const& o, RasterSource const& src, std::vector<std::vector<Ring>> const& kept,
+                     std::size_t regionCount, double thresholdUsed, std::chrono::steady_clock::time_point start) {
+  std::vector<FeatureResult> lines(kept.size());
+  std::size_t const jobs = static_cast<std::size_t>(std::max(1, o.jobs));
+  auto work = [&](std::size_t first) {
+    for (std::size_t i = first; i < kept.size(); i += jobs) {
+      Geometry g;
+      g.kind = GeomKind::Polygon;
+      g.parts.push_back(kept[i]);
+      lines[i] = CenterLinesOf(g, o.prune, o.lineTolerance, true);
+    }
+  };
+  std::vector<std::thread> pool;
+  for (std::size_t t = 1; t < jobs; ++t) pool.emplace_back(work, t);
+  work(0);
+  for (auto& t : pool) t.join();
+  VectorWriter writer(o.output, o.format, o.outLayer == "outlines" ? "centerlines" : o.outLayer, src.SpatialRef(),
+                      wkbLineString, nullptr,
+                      {{"kmath_region", OFTInteger64}, {"kmath_width_mean", OFTReal}, {"kmath_width_max", OFTReal}});
+  double const px = src.HasGeoTransform() ? src.PixelSize() : 1.0;
+  std::size_t vertices = 0;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    for (FeatureOutput& out : lines[i].outputs) {
+      for (auto& part : out.geom.parts)
+        for (auto& ring : part)
+          for (CPointD& p : ring) p = src.ToWorld(p);
+      vertices += out.geom.VertexCount();
+      // Widths in world units.
+      double const mean = std::get<double>(out.attrs.at(0)) * px, mx = std::get<double>(out.attrs.at(1)) * px;
+      writer.Write(nullptr, out.geom, {static_cast<long long>(i), mean, mx});
+    }
+  }
+  writer.Commit();
+  if (!o.quiet)
+    std::fprintf(stderr, "kmath trace: %s %dx%d, threshold %g, %zu regions, %lld centre lines, %zu vertices, %.2f s\n",
+                 src.Path().c_str(), src.Width(), src.Height(), thresholdUsed, regionCount, writer.Written(), vertices,
+                 std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  return 0;
+}
 
 int RunTrace(TraceOpts& o) {
   auto const start = std::chrono::steady_clock::now();
@@ -60,6 +104,8 @@ int RunTrace(TraceOpts& o) {
                      [&](std::vector<Ring> const& a, std::vector<Ring> const& b) { return area(a) > area(b); });
     kept.resize(static_cast<std::size_t>(o.largest));
   }
+
+  if (o.centerlines) return WriteCenterLines(o, src, kept, regions.size(), thresholdUsed, start);
 
   o.cleanup.mode = o.forceSquare ? CleanupMode::Square
                    : o.forceSmooth ? CleanupMode::Smooth
@@ -121,6 +167,7 @@ void AddTrace(CLI::App& app, Runner& run) {
       "  kmath trace scan.tif shapes.gpkg                       (Otsu threshold, light regions)\n"
       "  kmath trace scan.png ink.gpkg --invert --threshold 128 (dark strokes)\n"
       "  kmath trace map.png buildings.gpkg --color 217,208,201 --square\n"
+      "  kmath trace drawing.pbm strokes.gpkg --centerlines --threshold 1\n"
       "Each outline is reduced, then squared when the squarer accepts it (a squared outline within\n"
       "0.64 px RMS of the trace, walls of 1.5 px or more), else smoothed by a spline through the\n"
       "reduced vertices; --square, --smooth, --lines-only and --raw force one treatment.\n"
@@ -150,6 +197,12 @@ void AddTrace(CLI::App& app, Runner& run) {
   auto* sm = cmd->add_flag("--smooth", o->forceSmooth, "Smooth every outline");
   auto* lo = cmd->add_flag("--lines-only", o->linesOnly, "Only reduce; neither square nor smooth");
   auto* rw = cmd->add_flag("--raw", o->raw, "The pixel-boundary outlines as traced, not even reduced");
+  auto* cl = cmd->add_flag("--centerlines", o->centerlines, "Centre lines of thin strokes instead of outlines");
+  cmd->add_option("--prune", o->prune, "--centerlines: branches shorter than this many pixels are noise")
+      ->check(NonNegative());
+  cmd->add_option("--line-tolerance", o->lineTolerance, "--centerlines: reduction tolerance of the lines in pixels")
+      ->check(Positive());
+  cl->excludes(sq)->excludes(sm)->excludes(lo)->excludes(rw);
   sq->excludes(sm)->excludes(lo)->excludes(rw);
   sm->excludes(lo)->excludes(rw);
   lo->excludes(rw);

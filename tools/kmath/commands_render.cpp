@@ -28,7 +28,7 @@ struct RenderOpts {
   std::vector<std::string> inputs;
   std::string output, raster;
   double width = 1200;
-  bool quiet = false;
+  bool quiet = false, yDown = false;
 };
 
 // One distinct pen colour per layer, readable over a photo or a map.
@@ -106,7 +106,7 @@ int RunRender(RenderOpts const& o) {
     Math::CDebugDC dc(device);
     // A raster without georeferencing is in pixel rows downwards, like the
     // device; georeferenced data has y up.
-    bool const yUp = !raster || raster->HasGeoTransform();
+    bool const yUp = raster ? raster->HasGeoTransform() : !o.yDown;
     dc.FitToBox(box, o.width, height, 0.0, yUp);
     if (raster) {
       imgA = dc.ToDevice(raster->ToWorld({0, 0}));
@@ -185,6 +185,7 @@ void AddRender(CLI::App& app, Runner& run) {
   cmd->add_option("-o,--output", o->output, "Picture: .svg, or .png (through rsvg-convert)")->required();
   cmd->add_option("--raster", o->raster, "Raster drawn underneath");
   cmd->add_option("--width", o->width, "Picture width in pixels")->check(CLI::Range(16.0, 20000.0));
+  cmd->add_flag("--y-down", o->yDown, "The data is in pixel rows downwards (traced from a raster without georeferencing)");
   cmd->add_flag("-q,--quiet", o->quiet, "No summary");
   cmd->callback([o, &run] { run = [o] { return RunRender(*o); }; });
 }

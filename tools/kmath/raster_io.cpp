@@ -4,7 +4,9 @@
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
+#include <fstream>
 #include <filesystem>
 
 #include <unistd.h>
@@ -13,9 +15,54 @@
 
 namespace kmath_tool {
 
+namespace {
+
+// GDAL's PNM driver reads grey and colour netpbm files but not the packed
+// bitmap (P4) that scanners and fax tools write; read that here into an
+// in-memory band, 1 for black as the format says. Null when the file is not
+// a P4 bitmap; throws ToolError when it is one but is cut short.
+GDALDataset* OpenPackedBitmap(std::string const& path) {
+  std::ifstream in(path, std::ios::binary);
+  char magic[2] = {0, 0};
+  if (!in.read(magic, 2) || magic[0] != 'P' || magic[1] != '4') return nullptr;
+  auto token = [&]() -> long {
+    int c = in.get();
+    while (c != EOF && (std::isspace(c) || c == '#')) {
+      if (c == '#')
+        while (c != EOF && c != '\n') c = in.get();
+      c = in.get();
+    }
+    long v = 0;
+    bool any = false;
+    while (c != EOF && std::isdigit(c)) v = v * 10 + (c - '0'), any = true, c = in.get();
+    return any && v < (1L << 20) ? v : -1;  // the single whitespace after the height is consumed here
+  };
+  long const w = token(), h = token();
+  if (w <= 0 || h <= 0) throw ToolError(path + ": a PBM bitmap with a bad size");
+  std::size_t const rowBytes = static_cast<std::size_t>((w + 7) / 8);
+  std::vector<unsigned char> packed(rowBytes * static_cast<std::size_t>(h));
+  if (!in.read(reinterpret_cast<char*>(packed.data()), static_cast<std::streamsize>(packed.size())))
+    throw ToolError(path + ": the PBM bitmap is cut short");
+  std::vector<unsigned char> pixels(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+  for (long y = 0; y < h; ++y)
+    for (long x = 0; x < w; ++x)
+      pixels[static_cast<std::size_t>(y * w + x)] = (packed[static_cast<std::size_t>(y) * rowBytes + x / 8] >> (7 - x % 8)) & 1;
+  GDALDriver* mem = GetGDALDriverManager()->GetDriverByName("MEM");
+  GDALDataset* ds = mem->Create("", static_cast<int>(w), static_cast<int>(h), 1, GDT_Byte, nullptr);
+  if (!ds || ds->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, static_cast<int>(w), static_cast<int>(h), pixels.data(),
+                                             static_cast<int>(w), static_cast<int>(h), GDT_Byte, 0, 0) != CE_None) {
+    if (ds) GDALClose(ds);
+    throw ToolError(path + ": cannot hold the bitmap in memory");
+  }
+  return ds;
+}
+
+}  // namespace
+
 RasterSource::RasterSource(std::string const& path) : m_path(path) {
   CPLErrorReset();
   m_ds = GDALDataset::Open(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY);
+  if (!m_ds && std::filesystem::exists(path)) m_ds = OpenPackedBitmap(path);
   if (!m_ds) {
     char const* msg = CPLGetLastErrorMsg();
     throw ToolError(path + ": not a readable raster" + (msg && *msg ? std::string(": ") + msg : ""));
