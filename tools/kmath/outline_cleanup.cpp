@@ -17,7 +17,7 @@ bool Square(Ring& ring, CleanupOptions const& o) {
 
 // Cubic pieces fitted to the traced staircase itself (not its reduction:
 // the fit wants every pixel step), within a pixel, corners sharper than
-// 50 degrees kept, flattened within a tenth of a pixel.
+// 50 degrees kept, flattened within a third of a pixel.
 // The fit holds the curve to the polyline's vertices only; a traced outline
 // merges collinear pixel edges into long segments (along the raster's border,
 // say), between whose ends an unconstrained curve would bulge. Points every

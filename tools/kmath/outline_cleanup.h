@@ -26,7 +26,7 @@ struct CleanupOptions {
   double squareRatio = 0.3;  // squarer's dRatio: its deviation bound is dMinSide * dRatio / (1 - dRatio)
   double smoothTolerance = 1.0;  // pixels: the curve fit's largest distance from the traced staircase
   double cornerAngle = 0.8726646259971648;  // radians (50 degrees): sharper turns stay corners
-  double chordTolerance = 0.1;  // pixels: flattening of the fitted curve
+  double chordTolerance = 0.3;  // pixels: flattening of the fitted curve, below the raster's own precision
 };
 
 struct CleanedOutline {
