@@ -66,7 +66,8 @@ struct CFourfold {
   // cancel.
   bool Angle(double& a) const {
     double const r = std::hypot(C, S);
-    if (!(r > tol::kEps)) return false;
+    // Sums of lengths near the double range overflow; S / r is then NaN.
+    if (!(r > tol::kEps) || !std::isfinite(r)) return false;
     double t = std::asin(std::clamp(S / r, -1.0, 1.0));
     if (C / r < 0) t = kPi - t;
     a = t * 0.25;

@@ -78,6 +78,18 @@ TEST(PolyOrthoDir, ShortPolylinesGiveTheirSegmentAndDegenerateOnesTheFailureValu
       {"one point", {{3, 4}}, false, 0},
       {"two equal points", {{3, 4}, {3, 4}}, false, 0},
       {"a NaN coordinate", {{0, 0}, {1, kNaN}, {2, 0}}, false, 0},
+      // The weighted sums overflow to infinity and their ratio is NaN: it
+      // used to be returned as a direction.
+      {"sums beyond the double range",
+       {{1.1758762371021668e-321, 1e-300},
+        {8.4879831638610893e-313, -7.4036710872871904e-171},
+        {-1.7195732428143781e+308, -2.8044894062599426e+307},
+        {-1.0565890622713304e+270, 0},
+        {1.1758762371021668e-321, 1e-300},
+        {0, 1e-300},
+        {0, 1e-300}},
+       false,
+       0},
   };
   for (Case const& c : cases) {
     SCOPED_TRACE(c.name);
