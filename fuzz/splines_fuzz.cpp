@@ -87,7 +87,7 @@ void Splines(kfuzz::CInput& in, std::vector<CPointD> const& pts) {
       item.BuildCurve(curve, Bounded(step, len));
       kfuzz::Dump("curve", curve);
       // A degenerate chord empties the output before the step is looked at.
-      if (len < 1e-12) KFUZZ_CHECK(curve.empty());
+      if (!(len >= 1e-12)) KFUZZ_CHECK(curve.empty());
       else if (!(step > 0.0)) KFUZZ_CHECK(kfuzz::SameBits(curve, sentinel));
       else if (curve.size() >= 2)
         KFUZZ_CHECK(kfuzz::SameBits(curve.front(), item.Value(0.0)) && kfuzz::SameBits(curve.back(), item.Value(1.0)));
