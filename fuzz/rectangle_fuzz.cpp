@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   // Extend leaves the points strictly inside whenever it succeeds; the
   // single-precision inflation covers the rounding at moderate magnitudes.
   Math::CRectangle grown = in.Flag() ? moments : Math::CRectangle(in.Point(), in.Number(), in.Number(), in.Number());
-  if (grown.Extend(pts.data(), n) && mag < 1e4) {
+  if (grown.Extend(pts.data(), n) && mag < 1e4 && OnLattice(pts)) {
     std::vector<CPointD> finitePts;
     for (CPointD const& p : pts)
       if (kfuzz::Finite(p)) finitePts.push_back(p);
