@@ -252,6 +252,26 @@ def decisiontree():
     write("decisiontree", "empty", Seed())
 
 
+def rings_seed(family, name, rings, lo, hi, tail=()):
+    s = Seed()
+    s.count(len(rings), lo, hi)
+    for r in rings:
+        s.points(r)
+    for v in tail:
+        s.number(v)
+    write(family, name, s)
+
+
+def polylines(family, name, polys, tail=()):
+    """Targets that read one or more polylines, then numbers."""
+    s = Seed()
+    for p in polys:
+        s.points(p)
+    for v in tail:
+        s.number(v)
+    write(family, name, s)
+
+
 def main():
     shapes = outlines()
     for name, pts in shapes:
@@ -269,6 +289,29 @@ def main():
     for i, block in enumerate(georef()[:4]):
         transform("georef%d" % i, block)
     decisiontree()
+
+    for name, pts in shapes:
+        small = thin(pts, 60)
+        polylines("rectangle", name, [small])
+        polylines("polyortho", name, [small], (0.0, 1.0, 0.5))
+        polylines("splines", name, [thin(pts, 40), thin(pts[::-1], 30)], (0.0, 0.0))
+        polylines("graph", name, [small])
+        polylines("curvefit", name, [small, thin(pts[:20], 10)], (1.0, 0.5))
+        polylines("polydir", name, [small, thin(pts[::-1], 40)], (0.1,))
+    footprints = read_blocks("footprints_traced.xy", 6)
+    for i, b in enumerate(footprints[:4]):
+        polylines("polyortho", "footprint%d" % i, [thin(b, 90)], (0.0, 1.0, 0.5))
+        polylines("rectangle", "footprint%d" % i, [thin(b, 90)])
+    for name, (ra, rb) in (("nc_counties", ([nc[0]], [nc[1]])), ("london", (london[:2], london[2:3])),
+                           ("horse", (horse[:2], [outlines()[0][1]]))):
+        s = Seed()  # two operands, each a ring count and its rings
+        for rings in (ra, rb):
+            s.count(len(rings), 1, 3)
+            for r in rings:
+                s.points(thin(r, 35))
+        write("boolean", name, s)
+    rings_seed("prepared", "nc_counties", [thin(b, 60) for b in nc[:4]], 1, 4)
+    rings_seed("prepared", "horse_holes", [thin(b, 60) for b in horse[:3]], 1, 4)
 
 
 if __name__ == "__main__":

@@ -75,8 +75,8 @@ namespace Math {
 // r = hypot(C, S). Two points (three when the last repeats the first within
 // 1e-12) give the first segment's own atan2 instead, not reduced. False with
 // angle = the all-ones NaN: fewer than 2 points, a null pointer, r not
-// above 1e-12 (all segments shorter than 1e-12, sides that cancel out), or a
-// NaN coordinate.
+// above 1e-12 (all segments shorter than 1e-12, sides that cancel out), r
+// overflowing the double range, or a NaN coordinate.
 KMATH_API bool PolyOrthoDir(const CPointD* pts, unsigned n, double& angle);
 
 // Squares `poly` in one pass: a ring is restarted at its sharpest

@@ -225,7 +225,8 @@ bool CenterLines(CStdPlgn const& plgn, double dPrune, double dTolerance, std::ve
       CIntPoint const a = sc.ToInt(ring[k]), b = sc.ToInt(ring[(k + 1) % n]);
       segs.emplace_back(a, b);
       info.push_back({P(a), P(b), base + (k + n - 1) % n, base + (k + 1) % n, static_cast<std::uint32_t>(r), pos});
-      pos += std::hypot(double(b.x() - a.x()), double(b.y() - a.y()));
+      // Differences in double: two ends of the scaled range are 2^31 apart.
+      pos += std::hypot(double(b.x()) - double(a.x()), double(b.y()) - double(a.y()));
     }
     perimeter.push_back(pos);
   }

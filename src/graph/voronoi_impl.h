@@ -76,8 +76,10 @@ inline void SampleParabola(CPointD const& f, CPointD const& a, CPointD const& b,
   // A parabola's chord deviation is span^2 * |y''| / 8 with y'' = 1 / |fy|.
   double const piece = std::sqrt(8.0 * std::abs(fl.y) * std::max(tol, 0.0));
   double const span = std::abs(x1 - x0);
-  int n = piece > 0.0 ? static_cast<int>(std::ceil(span / piece)) : tol::kMaxParabolaPieces;
-  n = std::clamp(n, 1, tol::kMaxParabolaPieces);
+  // Clamped as a double: a span far beyond the piece length (sites 1e114
+  // apart) is no int, and converting it is undefined.
+  double const want = piece > 0.0 ? std::ceil(span / piece) : tol::kMaxParabolaPieces;
+  int const n = !(want >= 1.0) ? 1 : want >= tol::kMaxParabolaPieces ? tol::kMaxParabolaPieces : static_cast<int>(want);
   for (int k = 1; k < n; ++k) {
     double const x = x0 + (x1 - x0) * k / n;
     double const y = ((x - fl.x) * (x - fl.x) + fl.y * fl.y) / (2.0 * fl.y);

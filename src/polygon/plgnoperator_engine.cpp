@@ -72,7 +72,10 @@ void CEngine::AddContour(CPointD const* pts, std::size_t count, int tag) {
     if (Dist(pts[i], pts[(i + 1) % n]) < tol::kEps) m_cheapDefect = true;
     else ++distinct;
   }
-  if (distinct < 3) m_cheapDefect = true;
+  // Fewer than three distinct vertices is no simple ring, and its pieces
+  // may all vanish, leaving nothing in the classification to say so: an
+  // operand holding one must be rebuilt, never copied as it stands.
+  if (distinct < 3) m_cheapDefect = m_defect = defect = true;
   int const base = static_cast<int>(m_nodes.size());
   int const contour = m_nContours++;
   m_nodes.insert(m_nodes.end(), pts, pts + n);

@@ -83,7 +83,9 @@ class CRun {
   // what is stored.
   CPointD At(double s) const {
     if (s <= m_s.front()) return m_p.front();
-    if (s >= m_s.back()) return m_p.back();
+    // Negated so that a NaN arc length (a tangent window of an overflowing
+    // run) clamps too, instead of searching past the end.
+    if (!(s < m_s.back())) return m_p.back();
     std::size_t const k = static_cast<std::size_t>(std::upper_bound(m_s.begin(), m_s.end(), s) - m_s.begin());
     double const l = m_s[k] - m_s[k - 1];
     return l > 0 ? m_p[k - 1] + (m_p[k] - m_p[k - 1]) * ((s - m_s[k - 1]) / l) : m_p[k];

@@ -504,8 +504,10 @@ std::vector<CPointD> PolyDistances(std::vector<CPointD> const& a, std::vector<CP
     BPoint const q(p.x, p.y);
     hits.clear();
     tree.query(bgi::nearest(q, 1), std::back_inserter(hits));
-    unsigned const i0 = segs[hits.front().second];
-    double const d0 = Foot(b[i0], b[i0 + 1], p).dist;
+    std::size_t const k0 = hits.front().second;
+    unsigned const i0 = segs[k0];
+    CFoot const f0 = Foot(b[i0], b[i0 + 1], p);
+    double const d0 = f0.dist;
     // The tree's nearest is one of possibly several equally near segments;
     // gather every segment whose box comes within d0 and keep the earliest of
     // the nearest, as a walk along b would. The slack covers the rounding of
@@ -514,8 +516,10 @@ std::vector<CPointD> PolyDistances(std::vector<CPointD> const& a, std::vector<CP
     BBox const box(BPoint(p.x - r, p.y - r), BPoint(p.x + r, p.y + r));
     hits.clear();
     tree.query(bgi::intersects(box), std::back_inserter(hits));
-    std::size_t bestK = ns;
-    CFoot best{0.0, std::numeric_limits<double>::infinity()};
+    // Start from the tree's nearest: when the distances overflow to NaN the
+    // box query finds nothing, and there must still be a segment to report.
+    std::size_t bestK = k0;
+    CFoot best = f0;
     for (BValue const& h : hits) {
       unsigned const i = segs[h.second];
       CFoot const f = Foot(b[i], b[i + 1], p);

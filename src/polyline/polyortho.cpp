@@ -66,7 +66,8 @@ struct CFourfold {
   // cancel.
   bool Angle(double& a) const {
     double const r = std::hypot(C, S);
-    if (!(r > tol::kEps)) return false;
+    // Sums of lengths near the double range overflow; S / r is then NaN.
+    if (!(r > tol::kEps) || !std::isfinite(r)) return false;
     double t = std::asin(std::clamp(S / r, -1.0, 1.0));
     if (C / r < 0) t = kPi - t;
     a = t * 0.25;
@@ -150,6 +151,14 @@ class CSegGrid {
     for (std::size_t i = 0; i < entries.size(); ++i) m_items[i] = entries[i].second;
   }
 
+  // Clamped before the conversion: a query far off the grid (or an
+  // overflowing quotient) is no int, and converting it is undefined.
+  static int CellOf(double q, int n) {
+    double const c = std::floor(q);
+    if (!(c > 0.0)) return 0;
+    return c >= n - 1 ? n - 1 : static_cast<int>(c);
+  }
+
   double Distance(CPointD const& p) const {
     if (m_start.empty()) {
       if (m_poly.size() == 1) return Len(p - m_poly[0]);
@@ -157,8 +166,8 @@ class CSegGrid {
       for (std::size_t i = 0; i + 1 < m_poly.size(); ++i) best = std::min(best, SegDist(p, m_poly[i], m_poly[i + 1]));
       return best;
     }
-    int const cx = std::clamp(static_cast<int>(std::floor((p.x - m_x0) / m_cell)), 0, m_nx - 1);
-    int const cy = std::clamp(static_cast<int>(std::floor((p.y - m_y0) / m_cell)), 0, m_ny - 1);
+    int const cx = CellOf((p.x - m_x0) / m_cell, m_nx);
+    int const cy = CellOf((p.y - m_y0) / m_cell, m_ny);
     // A query outside the grid starts at its nearest cell; the distance to
     // the grid is a lower bound for every ring.
     double const outside = std::hypot(std::max({m_x0 - p.x, p.x - (m_x0 + m_nx * m_cell), 0.0}),
@@ -188,8 +197,8 @@ class CSegGrid {
 
  private:
   int CellOf(CPointD const& p) const {
-    int const x = std::clamp(static_cast<int>(std::floor((p.x - m_x0) / m_cell)), 0, m_nx - 1);
-    int const y = std::clamp(static_cast<int>(std::floor((p.y - m_y0) / m_cell)), 0, m_ny - 1);
+    int const x = CellOf((p.x - m_x0) / m_cell, m_nx);
+    int const y = CellOf((p.y - m_y0) / m_cell, m_ny);
     return y * m_nx + x;
   }
 

@@ -290,13 +290,21 @@ CRectangle MinAreaRectangle(CPointD const* pts, unsigned int n, bool isConvex) {
     double const l = std::hypot(e[i].x, e[i].y);
     inv[i] = l > 0 ? 1.0 / l : 0.0;
   }
-  double sense = 1.0;
+  double sense = 0.0;
   for (std::size_t i = 0; i < m; ++i) {
     double const c = e[i].x * e[(i + 1) % m].y - e[i].y * e[(i + 1) % m].x;
     if (std::abs(c) >= tol::kEps) {
       sense = c > 0 ? 1.0 : -1.0;
       break;
     }
+  }
+  // A thin hull (a long edge beside a short one) can turn by less than the
+  // tolerance at every vertex; its signed area still tells the sense, and
+  // guessing wrong measures every width on the outside of its edge.
+  if (sense == 0.0) {
+    double area2 = 0.0;
+    for (std::size_t i = 0; i < m; ++i) area2 += h[i].x * h[(i + 1) % m].y - h[(i + 1) % m].x * h[i].y;
+    sense = area2 < 0 ? -1.0 : 1.0;
   }
   auto along = [&](std::size_t k, CPointD const& d) { return h[k % m].x * d.x + h[k % m].y * d.y; };
   // Supports: farthest ahead along the edge, farthest behind, farthest

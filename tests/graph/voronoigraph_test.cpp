@@ -8,6 +8,7 @@
 #include <limits>
 #include <set>
 
+#include "graph/voronoi_impl.h"
 #include "graph_test.h"
 #include "xy_reader.h"
 
@@ -182,6 +183,18 @@ TEST(VoronoiGraph, BadInputGivesAnEmptyGraph) {
   CVoronoiGraph vg;
   ASSERT_TRUE(vg.Build({{0.5, 0.5}}, {}, {0, 0, 1, 1}, 0.1));
   EXPECT_EQ(vg.Graph().num_loops(), 2u);
+}
+
+// A parabola sampled between points 1e114 apart wants more pieces than an int
+// holds: the count was converted before it was clamped (undefined; centre
+// lines of a huge outline reached it). The cap holds instead.
+TEST(VoronoiGraph, ParabolaFarBeyondThePieceCapIsClampedBeforeConversion) {
+  std::vector<CPointD> out;
+  Math::graph_detail::SampleParabola({0, 1}, {0, 0}, {1, 0}, {-1e114, 0}, {1e114, 0}, 1e-3, out);
+  EXPECT_EQ(out.size(), static_cast<std::size_t>(Math::tol::kMaxParabolaPieces - 1));
+  out.clear();
+  Math::graph_detail::SampleParabola({0, 1}, {0, 0}, {1, 0}, {0, 0.5}, {0, 0.5}, 1e-3, out);
+  EXPECT_TRUE(out.empty());  // a zero span is one piece: nothing inside it
 }
 
 }  // namespace

@@ -556,3 +556,24 @@ TEST(MultiPlgnUnion, HolesRemoveAndOrientationCounts) {
 }
 
 }  // namespace
+
+// A contour of fewer than three distinct vertices leaves no piece behind, so
+// nothing in the classification marked its operand; the shortcuts then
+// copied it into results as a two-point ring.
+TEST(PlgnOperator, DegenerateContourIsNeverCopiedIntoAResult) {
+  CStdPlgn a;
+  a.push_back(Ring{{0, 0}, {0, 0}});
+  CStdPlgn const empty;
+  CPlgnOperator both(a, empty);
+  EXPECT_TRUE(both.Flags().Test(1));
+  for (int op = Math::NormA; op <= Math::AXorB; ++op) EXPECT_TRUE(both(EPlgnOperation(op)).empty()) << op;
+  CPlgnOperator alone(a, true);
+  EXPECT_TRUE(alone(Math::NormA).empty());
+
+  // Beside a real square the degenerate contour is dropped, the square kept.
+  a.push_back(Ring{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {0, 0}});
+  CPlgnOperator withSquare(a, empty);
+  CStdPlgn const norm = withSquare(Math::NormA);
+  ASSERT_EQ(norm.size(), 1u);
+  EXPECT_EQ(norm[0].size(), 5u);
+}

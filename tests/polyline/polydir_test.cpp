@@ -481,3 +481,13 @@ TEST(PolyDistances, AgreesWithGeosOnContourLines) {
 
 }  // namespace
 }  // namespace polyline_test
+
+// A reference whose distances overflow to NaN: the box around the tree's
+// nearest segment finds nothing, and that must not leave the profile without
+// a segment (it read one past the end).
+TEST(PolyDistances, OverflowingReferenceStillAnswersEveryVertex) {
+  std::vector<CPointD> const b{{-1.9779405047893779e+303, 0}, {0, 0}};
+  auto const d = Math::PolyDistances({{7, -15}}, b);
+  ASSERT_EQ(d.size(), 1u);
+  EXPECT_TRUE(std::isnan(d[0].y) || std::fabs(d[0].y) <= std::hypot(7.0, 15.0) * (1 + 1e-12));
+}

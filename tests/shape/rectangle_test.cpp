@@ -352,3 +352,16 @@ TEST(OptimizeRectangle, GoldenSectionFindsTheDirectionOfLeastLargestDistance) {
   Math::OptimizeRectangle(none, sq.data(), 0, 1e-6);
   EXPECT_EQ(none.Angle(), 0.3);
 }
+
+// A hull whose every turn is below the tolerance (a long edge beside one of
+// 1e-13) must still be read in its true sense: the wrong sense measured the
+// widths outside the edges and gave the short edge's own segment.
+TEST(MinAreaRectangle, ThinHullTurningBelowTheToleranceHoldsEveryPoint) {
+  Pts const thin{{0, 8}, {1e-13, 8}, {0, 0}};
+  for (bool convex : {false, true}) {
+    CRectangle const r = Math::MinAreaRectangle(thin.data(), 3, convex);
+    EXPECT_NEAR(r.Width(), 8, 1e-9);
+    EXPECT_LE(r.Height(), 1e-12);
+    EXPECT_NEAR(r.Center().y, 4, 1e-9);
+  }
+}

@@ -4,12 +4,14 @@
 // run under ThreadSanitizer by scripts/test, where a data race is fatal.
 //
 // What is shared and what is not follows the headers: input containers, a
-// const polygon splitter, a const affine map, a CSegmPoints range and a
-// decision tree's node list are shared; the objects whose const accessors
-// write (a CSample2's cache, a decision tree's reference counts) are one per
-// thread. The one process-wide state is the pair of kink parameters of curve
-// analysis (CCurveInfo::SetKinkParms): they are written without a lock, so
-// they are set before the threads start and only read while they run.
+// const polygon splitter, a prepared polygon index, a const affine map, a
+// CSegmPoints range and a decision tree's node list are shared; the objects
+// whose const accessors write (a CSample2's cache, a decision tree's
+// reference counts) are one per thread, and so is a boolean operator (it
+// keeps its result). The one process-wide state is the pair of kink
+// parameters of curve analysis (CCurveInfo::SetKinkParms): they are written
+// without a lock, so they are set before the threads start and only read
+// while they run.
 #include <math/kmath.h>
 
 #include <gtest/gtest.h>
@@ -162,7 +164,86 @@ void Classify(CShared const& s, Digest& d) {
   }
 }
 
-Digest Everything(CShared const& s, Math::CSplitPoly1 const& split) {
+// Every k-th vertex, closed again: the heavier families run on outlines of a
+// couple of hundred vertices so the ThreadSanitizer run stays short.
+std::vector<CPointD> Thin(std::vector<CPointD> const& ring, std::size_t most) {
+  std::size_t const step = ring.size() / most + 1;
+  std::vector<CPointD> out;
+  for (std::size_t i = 0; i + 1 < ring.size(); i += step) out.push_back(ring[i]);
+  out.push_back(out.front());
+  return out;
+}
+
+void Shapes(CShared const& s, Digest& d) {
+  for (auto const& ring : s.outlines) {
+    auto const n = static_cast<unsigned>(ring.size());
+    for (Math::CRectangle r : {Math::MinAreaRectangle(ring.data(), n, false), Math::MakeRectangle(ring.data(), n, true)}) {
+      Math::AdjustRectangle(r, ring.data(), n);
+      Math::OptimizeRectangle(r, ring.data(), n, 1e-4);
+      d.insert(d.end(), {r.Center().x, r.Center().y, r.Width(), r.Height(), r.Angle()});
+    }
+    double a = 0.0;
+    if (Math::PolyOrthoDir(ring.data(), n, a)) d.push_back(a);
+    std::vector<CPointD> squared = Thin(ring, 200);
+    Math::CPolyOrtho::CParams params(0.5, 4.0);
+    params.nCorners = 12;
+    if (Math::CPolyOrtho(params)(squared)) d.push_back(static_cast<double>(squared.size()));
+    d.insert(d.end(), {params.dMaxRms, double(params.nCorners)});
+  }
+}
+
+void Curves(CShared const& s, Digest& d) {
+  for (auto const& ring : s.outlines) {
+    auto const n = static_cast<unsigned>(ring.size());
+    std::vector<CPointD> const thin = Thin(ring, 120);
+    std::vector<CPointD> spline = thin;
+    d.push_back(Math::SplineSmoothing(spline, 2.0));
+    d.push_back(static_cast<double>(spline.size()));
+    std::vector<Math::CBezierPiece> pieces;
+    if (Math::BezierFit(ring, 1.0, 1.0, pieces))
+      for (auto const& piece : pieces) Add(d, piece.p1);
+    std::vector<CPointD> smooth = ring;
+    Math::PolySmoothing(smooth, 2.0, 1.0);
+    Add(d, smooth[n / 2]);
+    std::vector<std::vector<CPointD>> offset;
+    if (Math::PolyOffset(thin, 3.0, Math::COffsetParams(), offset))
+      for (auto const& piece : offset) d.push_back(static_cast<double>(piece.size()));
+    d.push_back(Math::PolyBaseDir(ring.data(), n, 0.05));
+    std::vector<CPointD> broken = ring;
+    Math::PolyBroken2(broken, 1.0, true, false);
+    d.push_back(static_cast<double>(broken.size()));
+    for (CPointD const& p : Math::PolyDistances(thin, s.outlines.front())) Add(d, p);
+    std::vector<std::pair<Math::poly_hit, Math::poly_hit>> pairs;
+    Math::DTWMatch(thin, Thin(s.outlines.front(), 80), pairs, Math::CDTWParams(false, 3.0, false));
+    for (auto const& pr : pairs) d.insert(d.end(), {double(pr.first.index), pr.second.param});
+    std::vector<double> factors;
+    Math::CPolyWinding(ring).ZuFactor(20.0, factors);
+    d.insert(d.end(), factors.begin(), factors.end());
+  }
+}
+
+void Graphs(CShared const& s, Digest& d, Math::CPreparedPlgn const& prepared) {
+  for (int i = 0; i < 200; ++i) d.push_back(prepared.PtInside(CPointD{10.0 + 1.3 * i, 5.0 + 0.9 * i}));
+  CStdPlgn thin;
+  for (auto const& ring : s.polygon) thin.push_back(Thin(ring, 150));
+  CStdPlgn const other(Math::mpoly_base<CPointD>(1, Thin(s.outlines.back(), 150)));
+  Math::CPlgnOperator op(thin, other);
+  for (auto operation : {Math::Cross, Math::Union, Math::AXorB})
+    for (auto const& ring : op(operation)) Add(d, ring.front());
+  Math::Fortune::CTriangulator tri;
+  tri.Triangulate(s.outlines.front());
+  d.insert(d.end(), tri.Triangles().begin(), tri.Triangles().end());
+  tri.TriangulatePolygon(thin);
+  d.push_back(static_cast<double>(tri.TriangleCount()));
+  Math::Voronoi::CVoronoiGraph voronoi;
+  voronoi.Build(Thin(s.outlines.front(), 150), {}, CRectD{-500, -500, 1500, 1500}, 0.5);
+  d.insert(d.end(), {double(voronoi.Graph().num_edges()), double(voronoi.Graph().num_loops())});
+  std::vector<Math::CCenterLine> lines;
+  Math::CenterLines(thin, 4.0, 1.0, lines, true);
+  for (auto const& line : lines) Add(d, line.pts.back());
+}
+
+Digest Everything(CShared const& s, Math::CSplitPoly1 const& split, Math::CPreparedPlgn const& prepared) {
   Digest d;
   Core(s, d);
   Polyline(s, d);
@@ -171,6 +252,9 @@ Digest Everything(CShared const& s, Math::CSplitPoly1 const& split) {
   Transform(s, d);
   Raster(s, d);
   Classify(s, d);
+  Shapes(s, d);
+  Curves(s, d);
+  Graphs(s, d, prepared);
   return d;
 }
 
@@ -202,18 +286,19 @@ TEST(Threads, EveryFamilyGivesTheSameResultsFromSeveralThreads) {
   Math::CCurveInfo::SetKinkParms(2.0, 1.0471975511965976);
 
   Math::CSplitPoly1 const split(s.polygon, true);
+  Math::CPreparedPlgn const prepared(s.polygon);
   unsigned const kThreads = 4;
   std::vector<Digest> digests(kThreads);
   std::vector<std::thread> threads;
   for (unsigned t = 0; t < kThreads; ++t)
     threads.emplace_back([&, t] {
-      for (int round = 0; round < 2; ++round) digests[t] = Everything(s, split);
+      for (int round = 0; round < 2; ++round) digests[t] = Everything(s, split, prepared);
     });
   for (auto& th : threads) th.join();
 
   // The reference comes last, so first uses of lazily made constants happened
   // concurrently above.
-  Digest const reference = Everything(s, split);
+  Digest const reference = Everything(s, split, prepared);
   ASSERT_GT(reference.size(), 1000u);
   for (unsigned t = 0; t < kThreads; ++t) {
     SCOPED_TRACE(t);
